@@ -1,0 +1,44 @@
+# The flags of every target, on one interface target, and the two functions with which the folders declare themselves.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+include(CheckPIESupported)
+check_pie_supported()
+
+find_program(CCACHE ccache)
+if(CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
+endif()
+
+add_library(brindlewick_flags INTERFACE)
+target_compile_options(brindlewick_flags INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Werror -fstack-protector-strong
+  $<$<CONFIG:Release>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>)
+target_include_directories(brindlewick_flags INTERFACE ${PROJECT_SOURCE_DIR}/src)
+if(NOT APPLE)
+  target_link_options(brindlewick_flags INTERFACE -Wl,-z,relro,-z,now -Wl,-z,noexecstack -Wl,--as-needed)
+endif()
+
+# brindlewick_library(name SOURCES ... DEPENDS ... [LIBRARIES ...]): one folder, one target. DEPENDS is all that the
+# folder may know of this program; LIBRARIES are other people's.
+function(brindlewick_library name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS;LIBRARIES" ${ARGN})
+  add_library(${name} STATIC ${ARG_SOURCES})
+  target_link_libraries(${name} PUBLIC ${ARG_DEPENDS} PRIVATE brindlewick_flags ${ARG_LIBRARIES})
+  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
+endfunction()
+
+# brindlewick_test(name SOURCES ... DEPENDS ... [LIBRARIES ...]): one GoogleTest program, registered with CTest.
+function(brindlewick_test name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS;LIBRARIES" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE brindlewick_flags test_support ${ARG_DEPENDS} ${ARG_LIBRARIES}
+                        GTest::gmock GTest::gtest_main)
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+  target_compile_definitions(${name} PRIVATE BRINDLEWICK_TEST_DATA="${PROJECT_SOURCE_DIR}/tests/data")
+  add_test(NAME ${name} COMMAND ${name})
+  set_tests_properties(${name} PROPERTIES TIMEOUT 900)
+endfunction()

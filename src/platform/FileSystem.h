@@ -1,0 +1,108 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "platform/Bytes.h"
+#include "platform/Path.h"
+
+namespace brindlewick {
+
+enum class FileKind { regular, directory, symbolicLink, other };
+
+/// What the file system says of one item itself, never of what a link points to.
+struct FileAttributes {
+  FileKind kind = FileKind::other;
+  std::uint64_t byteCount = 0;
+  /// The twelve permission bits (07777).
+  unsigned permissions = 0;
+  /// Numeric user id.
+  std::uint32_t owner = 0;
+};
+
+/// One item of the disk, opened without following a final link: what it is and what it holds come from the same
+/// descriptor, so nobody can exchange the item between a check and the reading.
+class OpenItem {
+ public:
+  virtual ~OpenItem() = default;
+
+  [[nodiscard]] virtual const FileAttributes& attributes() const noexcept = 0;
+
+  /// Fills `buffer` with the next bytes; returns how many, 0 at the end. Throws PlatformError for what cannot be read:
+  /// a directory, a link, a file without read permission, a failing disk.
+  [[nodiscard]] virtual std::size_t read(std::span<std::uint8_t> buffer) = 0;
+};
+
+/// One item met on a walk through a tree: its place relative to the tree's root, and its kind.
+struct TreeItem {
+  std::string relativePath;
+  FileKind kind;
+};
+
+/// The disk. Every operation throws PlatformError when the system refuses; each says what a failure leaves behind.
+class FileSystem {
+ public:
+  virtual ~FileSystem() = default;
+
+  /// The item itself, a final link not followed; nothing when there is no such item.
+  [[nodiscard]] virtual std::optional<FileAttributes> attributes(const Path& path) = 0;
+
+  /// Opens without following a final link and without waiting (for the writer of a pipe, say). An item that exists but
+  /// cannot be opened still has its attributes; reading it throws. Nothing at `path` throws.
+  [[nodiscard]] virtual std::unique_ptr<OpenItem> open(const Path& path) = 0;
+
+  /// The names directly inside a directory, sorted, "." and ".." aside. A final link is not followed.
+  [[nodiscard]] virtual std::vector<std::string> list(const Path& directory) = 0;
+
+  /// Every item below `root`, each directory before its contents, links reported and never followed.
+  [[nodiscard]] virtual std::vector<TreeItem> walk(const Path& root) = 0;
+
+  /// Whether this process may create and remove items in a directory.
+  [[nodiscard]] virtual bool isWritable(const Path& directory) = 0;
+
+  /// Creates one directory with exactly these permissions, whatever the umask. What exists is an error.
+  virtual void createDirectory(const Path& path, unsigned permissions) = 0;
+
+  /// Creates a directory and the missing ones above it, the created ones with these permissions. An existing directory
+  /// is no error.
+  virtual void createDirectories(const Path& path, unsigned permissions) = 0;
+
+  /// Sets the permissions of the item itself; a final link is refused.
+  virtual void setPermissions(const Path& path, unsigned permissions) = 0;
+
+  /// Writes a file whole or not at all: a temporary file beside the target gets its permissions before its content, is
+  /// synced, and is renamed over the target; then the folder is synced. A failure leaves the target as it was and no
+  /// temporary file.
+  virtual void writeAtomically(const Path& path, ByteView content, unsigned permissions) = 0;
+
+  /// Moves an item. Never replaces: an existing `to` fails with std::errc::file_exists. Across file systems a regular
+  /// file is copied to a hidden name beside `to`, synced and renamed before the source is removed; a directory is
+  /// refused. A failure leaves `from` in place and nothing at `to`. Not synced: see `sync`.
+  virtual void move(const Path& from, const Path& to) = 0;
+
+  /// Copies a tree of directories, regular files and links (as links) with permissions, times and extended
+  /// attributes, sharing blocks where the file system can. An existing `to` is an error. A failure may leave a part of
+  /// the copy at `to`.
+  virtual void copyTree(const Path& from, const Path& to) = 0;
+
+  /// Removes an item with everything below it, never following a link. The item first gets a hidden name in the same
+  /// folder, so that its place is free even if something inside cannot be removed. Nothing at `path` is no error.
+  virtual void removeTree(const Path& path) = 0;
+
+  /// Makes an item durable: a file's content, or a directory's list of names.
+  virtual void sync(const Path& path) = 0;
+
+  /// Makes a whole tree durable, and the folder that holds it.
+  virtual void syncTree(const Path& root) = 0;
+
+  /// Creates a fresh private directory (mode 0700) for temporary files: on disk, never in memory, and where possible on
+  /// the file system of `destination`, so that a move there is a rename.
+  [[nodiscard]] virtual Path createTemporaryDirectory(const Path& destination) = 0;
+};
+
+}  // namespace brindlewick

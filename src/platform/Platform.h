@@ -1,0 +1,33 @@
+#pragma once
+
+#include <memory>
+
+#include "platform/Clock.h"
+#include "platform/CodeSigning.h"
+#include "platform/FileSystem.h"
+#include "platform/HTTPSSession.h"
+#include "platform/ProcessLauncher.h"
+#include "platform/PropertyList.h"
+#include "platform/StandardOutput.h"
+#include "platform/SystemVersion.h"
+
+namespace brindlewick {
+
+/// Everything that the program asks of its operating system.
+struct Platform {
+  std::unique_ptr<FileSystem> files;
+  std::unique_ptr<ProcessLauncher> processes;
+  std::unique_ptr<HTTPSSessionFactory> https;
+  std::unique_ptr<CodeSigning> codeSigning;
+  std::unique_ptr<PropertyListReader> propertyLists;
+  std::unique_ptr<Clock> clock;
+  std::unique_ptr<SystemVersion> systemVersion;
+  std::unique_ptr<StandardOutput> output;
+};
+
+/// The platform of this operating system; one definition per system, chosen when linking. Also readies the process:
+/// the environment is emptied, so that no library reads it, a broken pipe no longer ends the process, and an
+/// interruption (INT, TERM) lets a running operation fail and clean up after itself.
+[[nodiscard]] Platform makePlatform();
+
+}  // namespace brindlewick

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <variant>
+
+#include "platform/Bytes.h"
+
+namespace brindlewick {
+
+/// A value of a property list as far as the program reads it; std::monostate stands for every other kind (data, date,
+/// array, dictionary, real, Boolean, UID).
+using PropertyListValue = std::variant<std::monostate, std::string, std::int64_t>;
+using PropertyListDictionary = std::map<std::string, PropertyListValue, std::less<>>;
+
+/// Reads property lists, XML or binary.
+class PropertyListReader {
+ public:
+  virtual ~PropertyListReader() = default;
+
+  /// The top-level dictionary; absent when the bytes are no property list, when its top level is no dictionary, or when
+  /// readers could differ about it (a repeated key, an entity, an integer beyond 64 bits).
+  [[nodiscard]] virtual std::optional<PropertyListDictionary> dictionary(ByteView content) = 0;
+};
+
+}  // namespace brindlewick

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "platform/Bytes.h"
+#include "platform/Path.h"
+
+namespace brindlewick::testing {
+
+/// A folder of one test, on disk, removed with everything in it at the end.
+class TemporaryFolder {
+ public:
+  TemporaryFolder();
+  ~TemporaryFolder();
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+  [[nodiscard]] const Path& path() const noexcept { return path_; }
+  [[nodiscard]] Path operator/(std::string_view name) const { return path_ / name; }
+
+ private:
+  Path path_;
+};
+
+/// Writes a file with these permissions, and the folders above it.
+void writeFile(const Path& path, std::string_view content, unsigned permissions = 0644);
+[[nodiscard]] std::string readFile(const Path& path);
+[[nodiscard]] bool exists(const Path& path);
+/// The permission bits of the item itself.
+[[nodiscard]] unsigned permissionsOf(const Path& path);
+
+/// One line an item below the folder, sorted: type, permissions in octal, relative path, and for a file its size, for a
+/// link its target. Two equal listings are two equal trees but for the files' content.
+[[nodiscard]] std::string listing(const Path& folder);
+
+}  // namespace brindlewick::testing
