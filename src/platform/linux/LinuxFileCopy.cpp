@@ -1,0 +1,95 @@
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <linux/magic.h>
+#include <sys/ioctl.h>
+#include <sys/statfs.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <vector>
+
+#include "platform/posix/FileCopy.h"
+#include "platform/posix/Interruption.h"
+#include "platform/posix/SystemCalls.h"
+
+namespace brindlewick::posix {
+namespace {
+
+void copyThroughBuffer(int from, int to) {
+  std::vector<std::uint8_t> buffer(1 << 20);
+  for (;;) {
+    throwIfInterrupted();
+    const auto count = uninterrupted([&] { return ::read(from, buffer.data(), buffer.size()); });
+    if (count < 0) throwErrno("read", "the file to copy");
+    if (count == 0) return;
+    writeAll(to, ByteView(buffer).first(static_cast<std::size_t>(count)), "the copy");
+  }
+}
+
+bool isOnDisk(const Path& folder) {
+  struct statfs status {};
+  if (::statfs(folder.c_str(), &status) != 0) return false;
+  return status.f_type != TMPFS_MAGIC && status.f_type != RAMFS_MAGIC;
+}
+
+/// A folder of our own that no other user can write to. In a shared one somebody else could set aside the private
+/// folder that is created there.
+bool isOwnFolder(const Path& folder) {
+  struct stat status {};
+  return ::stat(folder.c_str(), &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == ::geteuid() &&
+         (status.st_mode & 022) == 0;
+}
+
+}  // namespace
+
+void copyContent(int from, int to) {
+  if (::ioctl(to, FICLONE, from) == 0) return;
+  constexpr std::size_t stepByteCount = 16U << 20;
+  for (;;) {
+    throwIfInterrupted();
+    const auto count = uninterrupted([&] { return ::copy_file_range(from, nullptr, to, nullptr, stepByteCount, 0); });
+    if (count > 0) continue;
+    // Some file systems cannot copy within the kernel, and some claim an end where there is none: reading on from the
+    // present position is right in both cases.
+    return copyThroughBuffer(from, to);
+  }
+}
+
+void copyExtendedAttributes(int from, int to) {
+  const auto length = ::flistxattr(from, nullptr, 0);
+  if (length <= 0) return;
+  std::string names(static_cast<std::size_t>(length), '\0');
+  const auto read = ::flistxattr(from, names.data(), names.size());
+  if (read < 0) throwErrno("list", "extended attributes");
+  names.resize(static_cast<std::size_t>(read));
+  for (std::size_t start = 0; start < names.size(); start += std::string_view(names.c_str() + start).size() + 1) {
+    const char* name = names.c_str() + start;
+    if (!std::string_view(name).starts_with("user.")) continue;  // the others belong to the system
+    const auto size = ::fgetxattr(from, name, nullptr, 0);
+    std::vector<std::uint8_t> value(size > 0 ? static_cast<std::size_t>(size) : 0);
+    if (size < 0 || ::fgetxattr(from, name, value.data(), value.size()) != size) throwErrno("read the attribute", name);
+    if (::fsetxattr(to, name, value.data(), value.size(), 0) != 0) throwErrno("set the attribute", name);
+  }
+}
+
+int renameExclusively(const char* from, const char* to) noexcept {
+  return ::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0 ? 0 : errno;
+}
+
+void beginWriteBack(int file) noexcept { static_cast<void>(::sync_file_range(file, 0, 0, SYNC_FILE_RANGE_WRITE)); }
+
+std::vector<Path> temporaryFolderPlaces(const Path& destination) {
+  std::vector<Path> places;
+  Path nearest = destination.parent();
+  while (::access(nearest.c_str(), F_OK) != 0 && nearest != nearest.parent()) nearest = nearest.parent();
+  if (isOnDisk(nearest) && isOwnFolder(nearest)) places.push_back(nearest);
+  places.emplace_back("/var/tmp");
+  return places;
+}
+
+timespec accessTime(const struct stat& status) noexcept { return status.st_atim; }
+
+timespec modificationTime(const struct stat& status) noexcept { return status.st_mtim; }
+
+}  // namespace brindlewick::posix

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "platform/SystemVersion.h"
+
+namespace brindlewick {
+
+/// Reports the macOS version that this build stands in for (build setting BRINDLEWICK_REFERENCE_MACOS), since a
+/// publisher's machine runs none.
+class ReferenceSystemVersion final : public SystemVersion {
+ public:
+  [[nodiscard]] OperatingSystemVersion running() override;
+};
+
+}  // namespace brindlewick

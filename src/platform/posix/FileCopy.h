@@ -1,0 +1,31 @@
+#pragma once
+
+#include <sys/stat.h>
+
+#include <vector>
+
+#include "platform/Path.h"
+
+namespace brindlewick::posix {
+
+/// Copies the content of one open file into another, empty one, sharing blocks where the file system can. Each system
+/// has its own fast way. Throws PlatformError.
+void copyContent(int from, int to);
+
+/// Copies the extended attributes from one open item to another. Throws PlatformError, but a file system that has none
+/// is no error.
+void copyExtendedAttributes(int from, int to);
+
+/// Renames without replacing: an existing target fails with EEXIST. Returns 0 or the error number.
+[[nodiscard]] int renameExclusively(const char* from, const char* to) noexcept;
+
+/// Asks the disk to begin writing what a file holds, without waiting, so that a later sync has little left to do.
+void beginWriteBack(int file) noexcept;
+
+/// Where fresh private folders may be created, the best place first; `destination` says where their content goes.
+[[nodiscard]] std::vector<Path> temporaryFolderPlaces(const Path& destination);
+
+[[nodiscard]] timespec accessTime(const struct stat& status) noexcept;
+[[nodiscard]] timespec modificationTime(const struct stat& status) noexcept;
+
+}  // namespace brindlewick::posix

@@ -1,0 +1,146 @@
+#include "platform/posix/PosixFileSystem.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "platform/TextCoding.h"
+#include "platform/posix/FileCopy.h"
+#include "platform/posix/PosixOpenItem.h"
+#include "platform/posix/SystemCalls.h"
+#include "platform/posix/TreeOperations.h"
+
+namespace brindlewick {
+namespace {
+
+using posix::throwErrno;
+
+/// Opens the folder of an item. Unlike the item itself, the way to it may lead through links.
+Descriptor openParent(const Path& path) {
+  Descriptor folder(::open(path.parent().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!folder) throwErrno("open", path.parent().string());
+  return folder;
+}
+
+/// A file under a hidden name until it is whole; removed unless it was put in its place.
+class PendingFile {
+ public:
+  PendingFile(int folder, std::string_view finalName, unsigned permissions)
+      : folder_(folder),
+        name_(posix::temporaryName(finalName)),
+        file_(posix::createFile(folder, name_.c_str(), permissions)) {}
+  ~PendingFile() {
+    if (!placed_) ::unlinkat(folder_, name_.c_str(), 0);
+  }
+  PendingFile(const PendingFile&) = delete;
+  PendingFile& operator=(const PendingFile&) = delete;
+
+  [[nodiscard]] int descriptor() const noexcept { return file_.get(); }
+  [[nodiscard]] const std::string& name() const noexcept { return name_; }
+  void markPlaced() noexcept { placed_ = true; }
+
+ private:
+  int folder_;
+  std::string name_;
+  Descriptor file_;
+  bool placed_ = false;
+};
+
+void copyAcross(const Path& from, const Path& to) {
+  const auto source = posix::openForReading(AT_FDCWD, from.c_str());
+  struct stat status {};
+  if (::fstat(source.get(), &status) != 0) throwErrno("examine", from.string());
+  if (!S_ISREG(status.st_mode)) throwErrno("move", from.string(), EXDEV);
+
+  const auto folder = openParent(to);
+  PendingFile pending(folder.get(), to.lastComponent(), static_cast<unsigned>(status.st_mode) & 07777U);
+  posix::copyContent(source.get(), pending.descriptor());
+  posix::syncDescriptor(pending.descriptor(), to.string());
+  if (const int code = posix::renameExclusively((to.parent() / pending.name()).c_str(), to.c_str()); code != 0)
+    throwErrno("move to", to.string(), code);
+  pending.markPlaced();
+  if (::unlink(from.c_str()) != 0) {
+    const int code = errno;
+    ::unlink(to.c_str());
+    throwErrno("remove", from.string(), code);
+  }
+}
+
+}  // namespace
+
+std::optional<FileAttributes> PosixFileSystem::attributes(const Path& path) { return posix::attributesOf(path); }
+
+std::unique_ptr<OpenItem> PosixFileSystem::open(const Path& path) { return posix::openItem(path); }
+
+std::vector<std::string> PosixFileSystem::list(const Path& directory) {
+  return posix::listNames(posix::openDirectory(AT_FDCWD, directory.c_str()).get(), directory.string());
+}
+
+std::vector<TreeItem> PosixFileSystem::walk(const Path& root) { return posix::walkTree(root); }
+
+bool PosixFileSystem::isWritable(const Path& directory) {
+  return ::faccessat(AT_FDCWD, directory.c_str(), W_OK | X_OK, AT_EACCESS) == 0;
+}
+
+void PosixFileSystem::createDirectory(const Path& path, unsigned permissions) {
+  if (::mkdir(path.c_str(), 0700) != 0) throwErrno("create", path.string());
+  setPermissions(path, permissions);
+}
+
+void PosixFileSystem::createDirectories(const Path& path, unsigned permissions) {
+  if (::mkdir(path.c_str(), 0700) == 0) return setPermissions(path, permissions);
+  const int code = errno;
+  if (code == ENOENT && path.parent() != path) {
+    createDirectories(path.parent(), permissions);
+    return createDirectories(path, permissions);
+  }
+  struct stat status {};
+  if (code == EEXIST && ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) return;
+  throwErrno("create", path.string(), code);
+}
+
+void PosixFileSystem::setPermissions(const Path& path, unsigned permissions) {
+  if (::fchmodat(AT_FDCWD, path.c_str(), static_cast<mode_t>(permissions), AT_SYMLINK_NOFOLLOW) != 0)
+    throwErrno("set the permissions of", path.string());
+}
+
+void PosixFileSystem::writeAtomically(const Path& path, ByteView content, unsigned permissions) {
+  const auto folder = openParent(path);
+  PendingFile pending(folder.get(), path.lastComponent(), permissions);
+  posix::writeAll(pending.descriptor(), content, path.string());
+  posix::syncDescriptor(pending.descriptor(), path.string());
+  const std::string name(path.lastComponent());
+  if (::renameat(folder.get(), pending.name().c_str(), folder.get(), name.c_str()) != 0)
+    throwErrno("replace", path.string());
+  pending.markPlaced();
+  posix::syncDescriptor(folder.get(), path.parent().string());
+}
+
+void PosixFileSystem::move(const Path& from, const Path& to) {
+  const int code = posix::renameExclusively(from.c_str(), to.c_str());
+  if (code == EXDEV) return copyAcross(from, to);
+  if (code != 0) throwErrno("move to", to.string(), code);
+}
+
+void PosixFileSystem::copyTree(const Path& from, const Path& to) { posix::copyTree(from, to); }
+
+void PosixFileSystem::removeTree(const Path& path) { posix::removeTree(path); }
+
+void PosixFileSystem::sync(const Path& path) {
+  posix::syncDescriptor(posix::openForReading(AT_FDCWD, path.c_str()).get(), path.string());
+}
+
+void PosixFileSystem::syncTree(const Path& root) { posix::syncTree(root); }
+
+Path PosixFileSystem::createTemporaryDirectory(const Path& destination) {
+  int code = ENOENT;
+  for (const auto& place : posix::temporaryFolderPlaces(destination)) {
+    const auto folder = place / (".BrindlewickDownload." + randomUUID());
+    if (::mkdir(folder.c_str(), 0700) == 0) return folder;
+    code = errno;
+  }
+  throwErrno("create a temporary folder for", destination.string(), code);
+}
+
+}  // namespace brindlewick

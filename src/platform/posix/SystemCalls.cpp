@@ -1,0 +1,62 @@
+#include "platform/posix/SystemCalls.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "platform/TextCoding.h"
+
+namespace brindlewick::posix {
+namespace {
+
+Descriptor openOrThrow(int folder, const char* name, int flags, mode_t permissions = 0) {
+  const int descriptor = uninterrupted([&] { return ::openat(folder, name, flags | O_CLOEXEC, permissions); });
+  if (descriptor < 0) throwErrno("open", name);
+  return Descriptor(descriptor);
+}
+
+}  // namespace
+
+Descriptor openForReading(int folder, const char* name) {
+  return openOrThrow(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
+}
+
+Descriptor openDirectory(int folder, const char* name) {
+  return openOrThrow(folder, name, O_RDONLY | O_NOFOLLOW | O_DIRECTORY);
+}
+
+Descriptor createFile(int folder, const char* name, unsigned permissions) {
+  auto file = openOrThrow(folder, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
+  // Not through open: the umask would take bits away there.
+  if (::fchmod(file.get(), static_cast<mode_t>(permissions)) != 0) {
+    const int code = errno;
+    ::unlinkat(folder, name, 0);
+    throwErrno("set the permissions of", name, code);
+  }
+  return file;
+}
+
+void writeAll(int descriptor, ByteView bytes, std::string_view subject) {
+  while (!bytes.empty()) {
+    const auto count = uninterrupted([&] { return ::write(descriptor, bytes.data(), bytes.size()); });
+    if (count < 0) throwErrno("write", subject);
+    bytes = bytes.subspan(static_cast<std::size_t>(count));
+  }
+}
+
+void syncDescriptor(int descriptor, std::string_view subject) {
+  if (uninterrupted([&] { return ::fsync(descriptor); }) != 0) throwErrno("sync", subject);
+}
+
+FileKind kindOf(mode_t mode) noexcept {
+  if (S_ISREG(mode)) return FileKind::regular;
+  if (S_ISDIR(mode)) return FileKind::directory;
+  if (S_ISLNK(mode)) return FileKind::symbolicLink;
+  return FileKind::other;
+}
+
+std::string temporaryName(std::string_view base) {
+  // The base is cut so that the whole stays within the 255 bytes of a name.
+  return "." + std::string(base.substr(0, 200)) + "." + randomUUID();
+}
+
+}  // namespace brindlewick::posix

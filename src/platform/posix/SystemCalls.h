@@ -1,0 +1,46 @@
+#pragma once
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <string_view>
+#include <system_error>
+
+#include "platform/FileSystem.h"
+#include "platform/PlatformError.h"
+#include "platform/posix/Descriptor.h"
+
+/// The plain calls, with EINTR repeated and failures thrown. Each takes a folder's descriptor (AT_FDCWD for absolute
+/// paths) and a name relative to it.
+namespace brindlewick::posix {
+
+[[noreturn]] inline void throwErrno(std::string_view operation, std::string_view subject, int code = errno) {
+  throw PlatformError(operation, subject, std::error_code(code, std::generic_category()));
+}
+
+/// Calls until the answer is not "interrupted".
+template <typename Call>
+[[nodiscard]] auto uninterrupted(Call call) {
+  decltype(call()) result;
+  do {
+    result = call();
+  } while (result == -1 && errno == EINTR);
+  return result;
+}
+
+/// Opens for reading without following a final link, without waiting and without inheriting.
+[[nodiscard]] Descriptor openForReading(int folder, const char* name);
+[[nodiscard]] Descriptor openDirectory(int folder, const char* name);
+
+/// Creates a file for writing with exactly these permissions; what exists is an error.
+[[nodiscard]] Descriptor createFile(int folder, const char* name, unsigned permissions);
+
+void writeAll(int descriptor, ByteView bytes, std::string_view subject);
+void syncDescriptor(int descriptor, std::string_view subject);
+
+[[nodiscard]] FileKind kindOf(mode_t mode) noexcept;
+
+/// A hidden name that nobody else has, for what is not yet, or no longer, in its place.
+[[nodiscard]] std::string temporaryName(std::string_view base);
+
+}  // namespace brindlewick::posix

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <vector>
+
+#include "platform/FileSystem.h"
+#include "platform/Path.h"
+
+/// Operations on whole trees. All of them work relative to open folders, so that an item exchanged for a link while
+/// they run leads nowhere else.
+namespace brindlewick::posix {
+
+/// Deeper trees are refused: every level holds one descriptor.
+inline constexpr int maximumDepth = 256;
+
+[[nodiscard]] std::vector<std::string> listNames(int directory, std::string_view subject);
+[[nodiscard]] std::vector<TreeItem> walkTree(const Path& root);
+void copyTree(const Path& from, const Path& to);
+void removeTree(const Path& path);
+void syncTree(const Path& root);
+
+}  // namespace brindlewick::posix
