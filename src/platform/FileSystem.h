@@ -56,6 +56,9 @@ class FileSystem {
   /// cannot be opened still has its attributes; reading it throws. Nothing at `path` throws.
   [[nodiscard]] virtual std::unique_ptr<OpenItem> open(const Path& path) = 0;
 
+  /// The same, but a final link is followed: for what the user names on the command line and nobody else can reach.
+  [[nodiscard]] virtual std::unique_ptr<OpenItem> openFollowingLinks(const Path& path) = 0;
+
   /// The names directly inside a directory, sorted, "." and ".." aside. A final link is not followed.
   [[nodiscard]] virtual std::vector<std::string> list(const Path& directory) = 0;
 

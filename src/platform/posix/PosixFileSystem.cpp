@@ -71,7 +71,11 @@ void copyAcross(const Path& from, const Path& to) {
 
 std::optional<FileAttributes> PosixFileSystem::attributes(const Path& path) { return posix::attributesOf(path); }
 
-std::unique_ptr<OpenItem> PosixFileSystem::open(const Path& path) { return posix::openItem(path); }
+std::unique_ptr<OpenItem> PosixFileSystem::open(const Path& path) {
+  return posix::openItem(path, O_NOFOLLOW);
+}
+
+std::unique_ptr<OpenItem> PosixFileSystem::openFollowingLinks(const Path& path) { return posix::openItem(path, 0); }
 
 std::vector<std::string> PosixFileSystem::list(const Path& directory) {
   return posix::listNames(posix::openDirectory(AT_FDCWD, directory.c_str()).get(), directory.string());

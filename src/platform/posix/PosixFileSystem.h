@@ -9,6 +9,7 @@ class PosixFileSystem final : public FileSystem {
  public:
   [[nodiscard]] std::optional<FileAttributes> attributes(const Path& path) override;
   [[nodiscard]] std::unique_ptr<OpenItem> open(const Path& path) override;
+  [[nodiscard]] std::unique_ptr<OpenItem> openFollowingLinks(const Path& path) override;
   [[nodiscard]] std::vector<std::string> list(const Path& directory) override;
   [[nodiscard]] std::vector<TreeItem> walk(const Path& root) override;
   [[nodiscard]] bool isWritable(const Path& directory) override;

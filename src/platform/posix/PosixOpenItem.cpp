@@ -52,9 +52,9 @@ class UnreadableItem final : public OpenItem {
 
 }  // namespace
 
-std::unique_ptr<OpenItem> openItem(const Path& path) {
+std::unique_ptr<OpenItem> openItem(const Path& path, int followFlag) {
   Descriptor descriptor(
-      uninterrupted([&] { return ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
+      uninterrupted([&] { return ::open(path.c_str(), O_RDONLY | followFlag | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
   if (!descriptor) {
     const int code = errno;
     const auto attributes = attributesOf(path);
