@@ -1,5 +1,6 @@
 #include "trust/CanonicalJSON.h"
 
+#include <algorithm>
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <set>
@@ -79,6 +80,8 @@ std::optional<Bytes> CanonicalJSON::encode(const Members& members) {
 }
 
 std::optional<JSONObject> JSONObject::parse(ByteView text) {
+  // JSON has no NUL byte anywhere, but the library takes one behind the document for the end of its input.
+  if (std::ranges::find(text, std::uint8_t{0}) != text.end()) return std::nullopt;
   MemberCollector collector;
   if (!nlohmann::json::sax_parse(text.begin(), text.end(), &collector)) return std::nullopt;
   JSONObject object;

@@ -1,0 +1,278 @@
+#include "platform/posix/PosixFileSystem.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "platform/ReadWhole.h"
+#include "support/Fails.h"
+#include "support/TemporaryFolder.h"
+
+namespace brindlewick {
+namespace {
+
+using ::testing::ElementsAre;
+using testing::exists;
+using testing::failsWith;
+using ::testing::IsEmpty;
+using testing::listing;
+using testing::permissionsOf;
+using testing::readFile;
+using testing::writeFile;
+
+void link(const Path& target, const Path& path) { std::filesystem::create_symlink(target.string(), path.string()); }
+
+/// Sets the umask of one test and puts the old one back.
+class Umask {
+ public:
+  explicit Umask(mode_t mask) : before_(::umask(mask)) {}
+  ~Umask() { ::umask(before_); }
+  Umask(const Umask&) = delete;
+  Umask& operator=(const Umask&) = delete;
+
+ private:
+  mode_t before_;
+};
+
+class PosixFileSystemTest : public ::testing::Test {
+ protected:
+  testing::TemporaryFolder folder;
+  PosixFileSystem files;
+};
+
+TEST_F(PosixFileSystemTest, tellsAttributesOfTheItemItself) {
+  writeFile(folder / "file", "12345", 0640);
+  link(folder / "file", folder / "link");
+  link(folder / "nowhere", folder / "dangling");
+  EXPECT_EQ(files.attributes(folder / "file")->kind, FileKind::regular);
+  EXPECT_EQ(files.attributes(folder / "file")->byteCount, 5U);
+  EXPECT_EQ(files.attributes(folder / "file")->permissions, 0640U);
+  EXPECT_EQ(files.attributes(folder / "file")->owner, ::geteuid());
+  EXPECT_EQ(files.attributes(folder.path())->kind, FileKind::directory);
+  EXPECT_EQ(files.attributes(folder / "link")->kind, FileKind::symbolicLink);
+  EXPECT_EQ(files.attributes(folder / "dangling")->kind, FileKind::symbolicLink);
+  EXPECT_EQ(files.attributes(folder / "missing"), std::nullopt);
+  EXPECT_EQ(files.attributes(folder / "file" / "below"), std::nullopt);
+}
+
+TEST_F(PosixFileSystemTest, opensALinkWithoutFollowingIt) {
+  writeFile(folder / "file", "content");
+  link(folder / "file", folder / "link");
+  const auto item = files.open(folder / "link");
+  EXPECT_EQ(item->attributes().kind, FileKind::symbolicLink);
+  EXPECT_THAT([&] { static_cast<void>(readWhole(*item, 100)); }, failsWith(std::errc::too_many_symbolic_link_levels));
+  EXPECT_EQ(asText(readWhole(*files.openFollowingLinks(folder / "link"), 100).value()), "content");
+}
+
+TEST_F(PosixFileSystemTest, doesNotWaitForTheWriterOfAPipe) {
+  ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
+  EXPECT_EQ(files.open(folder / "pipe")->attributes().kind, FileKind::other);
+}
+
+TEST_F(PosixFileSystemTest, readsTheFileThatWasOpenedEvenIfItIsExchanged) {
+  writeFile(folder / "file", "checked");
+  const auto item = files.open(folder / "file");
+  std::filesystem::remove((folder / "file").string());
+  writeFile(folder / "file", "another");
+  EXPECT_EQ(asText(readWhole(*item, 100).value()), "checked");
+}
+
+TEST_F(PosixFileSystemTest, readsNoMoreThanAsked) {
+  writeFile(folder / "file", std::string(101, 'x'));
+  EXPECT_EQ(readWhole(*files.open(folder / "file"), 100), std::nullopt);
+  EXPECT_EQ(readWhole(*files.open(folder / "file"), 101)->size(), 101U);
+  EXPECT_THAT([&] { static_cast<void>(files.open(folder / "missing")); },
+              failsWith(std::errc::no_such_file_or_directory));
+  EXPECT_THAT([&] { static_cast<void>(readWhole(*files.open(folder.path()), 1)); },
+              failsWith(std::errc::invalid_argument));
+}
+
+TEST_F(PosixFileSystemTest, createsDirectoriesWithExactPermissionsUnderAnyUmask) {
+  for (const mode_t mask : {0, 022, 077, 0777}) {
+    const Umask umask(mask);
+    const auto name = std::to_string(mask);
+    files.createDirectory(folder / name, 0755);
+    EXPECT_EQ(permissionsOf(folder / name), 0755U);
+    files.createDirectories(folder / name / "a" / "b", 0700);
+    EXPECT_EQ(permissionsOf(folder / name / "a"), 0700U);
+    EXPECT_EQ(permissionsOf(folder / name / "a" / "b"), 0700U);
+    EXPECT_EQ(permissionsOf(folder / name), 0755U) << "an existing directory keeps its permissions";
+  }
+  EXPECT_THAT([&] { files.createDirectory(folder / "0", 0700); }, failsWith(std::errc::file_exists));
+}
+
+TEST_F(PosixFileSystemTest, refusesToCreateDirectoriesThroughAFile) {
+  writeFile(folder / "file", "");
+  EXPECT_THAT([&] { files.createDirectories(folder / "file", 0700); }, failsWith(std::errc::file_exists));
+  EXPECT_THAT([&] { files.createDirectories(folder / "file" / "a", 0700); }, failsWith(std::errc::not_a_directory));
+}
+
+TEST_F(PosixFileSystemTest, setsPermissionsOfTheItemAndNeverThroughALink) {
+  writeFile(folder / "file", "", 0644);
+  link(folder / "file", folder / "link");
+  files.setPermissions(folder / "file", 0600);
+  EXPECT_EQ(permissionsOf(folder / "file"), 0600U);
+  EXPECT_THROW(files.setPermissions(folder / "link", 0777), PlatformError);
+  EXPECT_EQ(permissionsOf(folder / "file"), 0600U);
+}
+
+TEST_F(PosixFileSystemTest, writesAtomicallyWithExactPermissions) {
+  for (const mode_t mask : {0, 077, 0777}) {
+    const Umask umask(mask);
+    files.writeAtomically(folder / "file", asBytes("first"), 0600);
+    EXPECT_EQ(permissionsOf(folder / "file"), 0600U);
+  }
+  files.writeAtomically(folder / "file", asBytes("second"), 0640);
+  EXPECT_EQ(readFile(folder / "file"), "second");
+  EXPECT_EQ(permissionsOf(folder / "file"), 0640U);
+  EXPECT_THAT(files.list(folder.path()), ElementsAre("file"));
+}
+
+TEST_F(PosixFileSystemTest, replacesALinkRatherThanWriteThroughIt) {
+  writeFile(folder / "target", "kept");
+  link(folder / "target", folder / "link");
+  files.writeAtomically(folder / "link", asBytes("new"), 0600);
+  EXPECT_EQ(readFile(folder / "target"), "kept");
+  EXPECT_EQ(files.attributes(folder / "link")->kind, FileKind::regular);
+}
+
+TEST_F(PosixFileSystemTest, leavesNothingBehindWhenAWriteFails) {
+  files.createDirectory(folder / "target", 0700);
+  EXPECT_THROW(files.writeAtomically(folder / "target", asBytes("x"), 0600), PlatformError);
+  EXPECT_THAT(files.list(folder.path()), ElementsAre("target"));
+  EXPECT_THAT(files.list(folder / "target"), IsEmpty());
+}
+
+TEST_F(PosixFileSystemTest, movesWithoutEverReplacing) {
+  writeFile(folder / "a", "a");
+  writeFile(folder / "b", "b");
+  EXPECT_THAT([&] { files.move(folder / "a", folder / "b"); }, failsWith(std::errc::file_exists));
+  EXPECT_EQ(readFile(folder / "b"), "b");
+  files.move(folder / "a", folder / "c");
+  EXPECT_EQ(readFile(folder / "c"), "a");
+  EXPECT_FALSE(exists(folder / "a"));
+  link(folder / "nowhere", folder / "dangling");
+  EXPECT_THAT([&] { files.move(folder / "c", folder / "dangling"); }, failsWith(std::errc::file_exists));
+  EXPECT_THAT([&] { files.move(folder / "missing", folder / "d"); }, failsWith(std::errc::no_such_file_or_directory));
+}
+
+TEST_F(PosixFileSystemTest, movesAFileToAnotherFileSystem) {
+  // /dev/shm is memory on every Linux machine, the test's folder is on disk.
+  const Path elsewhere("/dev/shm/brindlewick-move-" + std::to_string(::getpid()));
+  struct stat here {
+  }, there{};
+  ASSERT_EQ(::stat(folder.path().c_str(), &here), 0);
+  ASSERT_EQ(::stat("/dev/shm", &there), 0);
+  ASSERT_NE(here.st_dev, there.st_dev);
+  writeFile(elsewhere, std::string(3'000'000, 'm'), 0600);
+  files.move(elsewhere, folder / "moved");
+  EXPECT_FALSE(exists(elsewhere));
+  EXPECT_EQ(readFile(folder / "moved"), std::string(3'000'000, 'm'));
+  EXPECT_EQ(permissionsOf(folder / "moved"), 0600U);
+
+  writeFile(elsewhere, "kept");
+  EXPECT_THAT([&] { files.move(elsewhere, folder / "moved"); }, failsWith(std::errc::file_exists));
+  EXPECT_EQ(readFile(elsewhere), "kept");
+  EXPECT_THAT(files.list(folder.path()), ElementsAre("moved"));
+  std::filesystem::remove(elsewhere.string());
+}
+
+TEST_F(PosixFileSystemTest, copiesATreeWithModesTimesAttributesAndLinks) {
+  const auto tree = folder / "tree";
+  writeFile(tree / "Contents" / "MacOS" / "run", std::string(2'000'001, 'r'), 0755);
+  writeFile(tree / "Contents" / "readonly", "r", 0444);
+  writeFile(tree / "Contents" / "empty", "", 0600);
+  link(Path("../readonly"), tree / "Contents" / "MacOS" / "link");
+  ASSERT_EQ(::setxattr((tree / "Contents" / "readonly").c_str(), "user.note", "v", 1, 0), 0);
+  const timespec times[] = {{1000, 5}, {2000, 7}};
+  ASSERT_EQ(::utimensat(AT_FDCWD, (tree / "Contents" / "empty").c_str(), times, 0), 0);
+  std::filesystem::permissions((tree / "Contents").string(), std::filesystem::perms(0550));
+
+  const Umask umask(0777);
+  files.copyTree(tree, folder / "copy");
+  ::umask(022);
+  EXPECT_EQ(listing(folder / "copy"), listing(tree));
+  EXPECT_EQ(readFile(folder / "copy" / "Contents" / "MacOS" / "run"), std::string(2'000'001, 'r'));
+  char value[8];
+  EXPECT_EQ(::getxattr((folder / "copy" / "Contents" / "readonly").c_str(), "user.note", value, sizeof value), 1);
+  struct stat status {};
+  ASSERT_EQ(::lstat((folder / "copy" / "Contents" / "empty").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mtim.tv_sec, 2000);
+  EXPECT_EQ(status.st_mtim.tv_nsec, 7);
+}
+
+TEST_F(PosixFileSystemTest, copiesNothingOverWhatExists) {
+  writeFile(folder / "tree" / "file", "new");
+  writeFile(folder / "copy" / "file", "old");
+  EXPECT_THAT([&] { files.copyTree(folder / "tree", folder / "copy"); }, failsWith(std::errc::file_exists));
+  EXPECT_EQ(readFile(folder / "copy" / "file"), "old");
+}
+
+TEST_F(PosixFileSystemTest, removesATreeAndNeverWhatItsLinksPointTo) {
+  writeFile(folder / "outside" / "canary", "alive");
+  writeFile(folder / "tree" / "deep" / "file", "x");
+  link(folder / "outside", folder / "tree" / "link");
+  link(folder / "outside", folder / "linkToTree");
+  files.removeTree(folder / "tree");
+  files.removeTree(folder / "linkToTree");
+  files.removeTree(folder / "missing");
+  EXPECT_THAT(files.list(folder.path()), ElementsAre("outside"));
+  EXPECT_EQ(readFile(folder / "outside" / "canary"), "alive");
+}
+
+TEST_F(PosixFileSystemTest, walksEveryItemWithoutFollowingLinks) {
+  writeFile(folder / "tree" / "b" / "file", "x");
+  writeFile(folder / "outside" / "file", "x");
+  link(folder / "outside", folder / "tree" / "a");
+  std::vector<std::string> seen;
+  for (const auto& item : files.walk(folder / "tree")) seen.push_back(item.relativePath);
+  EXPECT_THAT(seen, ElementsAre("a", "b", "b/file"));
+  EXPECT_EQ(files.walk(folder / "tree")[0].kind, FileKind::symbolicLink);
+}
+
+TEST_F(PosixFileSystemTest, refusesToListOrWalkThroughALink) {
+  link(folder.path(), folder / "link");
+  EXPECT_THROW(static_cast<void>(files.list(folder / "link")), PlatformError);
+  EXPECT_THROW(static_cast<void>(files.walk(folder / "link")), PlatformError);
+}
+
+TEST_F(PosixFileSystemTest, refusesATreeTooDeepForItsDescriptors) {
+  Path deep = folder / "tree";
+  for (int level = 0; level < 300; ++level) deep = deep / "d";
+  std::filesystem::create_directories(deep.string());
+  EXPECT_THAT([&] { static_cast<void>(files.walk(folder / "tree")); }, failsWith(std::errc::filename_too_long));
+}
+
+TEST_F(PosixFileSystemTest, createsPrivateTemporaryFoldersNearTheirDestination) {
+  std::filesystem::permissions(folder.path().string(), std::filesystem::perms(0700));
+  const auto temporary = files.createTemporaryDirectory(folder / "not" / "yet" / "there");
+  EXPECT_EQ(temporary.parent(), folder.path());
+  EXPECT_EQ(permissionsOf(temporary), 0700U);
+  EXPECT_NE(temporary, files.createTemporaryDirectory(folder / "not"));
+}
+
+TEST_F(PosixFileSystemTest, createsTemporaryFoldersElsewhereIfOthersCouldWriteThere) {
+  std::filesystem::permissions(folder.path().string(), std::filesystem::perms(0777));
+  const auto temporary = files.createTemporaryDirectory(folder / "staging");
+  EXPECT_EQ(temporary.parent(), Path("/var/tmp"));
+  std::filesystem::remove(temporary.string());
+  const auto fromMemory = files.createTemporaryDirectory(Path("/dev/shm/staging"));
+  EXPECT_EQ(fromMemory.parent(), Path("/var/tmp")) << "a download does not belong in memory";
+  std::filesystem::remove(fromMemory.string());
+}
+
+TEST_F(PosixFileSystemTest, syncsFilesFoldersAndTrees) {
+  writeFile(folder / "tree" / "a" / "file", "x", 0400);
+  link(Path("nowhere"), folder / "tree" / "link");
+  EXPECT_NO_THROW(files.sync(folder / "tree"));
+  EXPECT_NO_THROW(files.sync(folder / "tree" / "a" / "file"));
+  EXPECT_NO_THROW(files.syncTree(folder / "tree"));
+  EXPECT_THAT([&] { files.sync(folder / "missing"); }, failsWith(std::errc::no_such_file_or_directory));
+}
+
+}  // namespace
+}  // namespace brindlewick
