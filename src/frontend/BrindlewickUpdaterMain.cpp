@@ -5,6 +5,7 @@
 #include "frontend/PrepareInstallCommand.h"
 #include "frontend/ResponseWriter.h"
 #include "frontend/SignManifest.h"
+#include "platform/Failure.h"
 #include "platform/PlatformError.h"
 
 namespace brindlewick {

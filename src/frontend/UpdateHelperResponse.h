@@ -13,10 +13,10 @@ struct UpdateHelperResponse {
   enum class Outcome { upToDate, staged, incompatible, failed };
 
   Outcome outcome = Outcome::failed;
-  std::optional<std::string> version;
-  std::optional<std::int64_t> build;
-  std::optional<std::string> stagedArtifactPath;
-  std::optional<std::string> receiptPath;
+  std::optional<std::string> version = {};
+  std::optional<std::int64_t> build = {};
+  std::optional<std::string> stagedArtifactPath = {};
+  std::optional<std::string> receiptPath = {};
   /// One sentence for the user.
   std::string message;
 

@@ -73,9 +73,11 @@ class HTTPSSession {
   /// Fetches a body into memory. Reading stops as soon as the body is longer than `byteLimit`.
   [[nodiscard]] virtual HTTPSDataResult data(const HTTPSRequest& request, std::size_t byteLimit) = 0;
 
-  /// Fetches a body into a fresh temporary file. Throws PlatformError (std::errc::operation_canceled) when the delegate
-  /// cancels; no file remains after any throw.
-  [[nodiscard]] virtual HTTPSDownloadResult download(const HTTPSRequest& request, HTTPSDownloadDelegate& delegate) = 0;
+  /// Fetches a body into a fresh temporary file. A body declared longer than `byteLimit` need not be fetched: the
+  /// answer may then come at once, with less of the body in the file. Throws PlatformError
+  /// (std::errc::operation_canceled) when the delegate cancels; no file remains after any throw.
+  [[nodiscard]] virtual HTTPSDownloadResult download(const HTTPSRequest& request, std::uint64_t byteLimit,
+                                                     HTTPSDownloadDelegate& delegate) = 0;
 };
 
 /// Builds sessions. Temporary files lie where they can be renamed to `destination` if the system allows it.

@@ -16,6 +16,8 @@ std::string ArtifactHasher::sha256Hex(OpenItem& file) {
   return encodeHex(digest.finish());
 }
 
-std::string ArtifactHasher::sha256Hex(FileSystem& files, const Path& file) { return sha256Hex(*files.openFollowingLinks(file)); }
+std::string ArtifactHasher::sha256Hex(FileSystem& files, const Path& file) {
+  return sha256Hex(*files.openFollowingLinks(file));
+}
 
 }  // namespace brindlewick

@@ -20,6 +20,8 @@ void catchInterruptions() {
   action.sa_handler = mark;
   sigemptyset(&action.sa_mask);
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) ::sigaction(signal, &action, nullptr);
+  action.sa_handler = SIG_IGN;
+  ::sigaction(SIGPIPE, &action, nullptr);
 }
 
 bool interrupted() noexcept { return arrived != 0; }

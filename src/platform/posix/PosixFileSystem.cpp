@@ -71,9 +71,7 @@ void copyAcross(const Path& from, const Path& to) {
 
 std::optional<FileAttributes> PosixFileSystem::attributes(const Path& path) { return posix::attributesOf(path); }
 
-std::unique_ptr<OpenItem> PosixFileSystem::open(const Path& path) {
-  return posix::openItem(path, O_NOFOLLOW);
-}
+std::unique_ptr<OpenItem> PosixFileSystem::open(const Path& path) { return posix::openItem(path, O_NOFOLLOW); }
 
 std::unique_ptr<OpenItem> PosixFileSystem::openFollowingLinks(const Path& path) { return posix::openItem(path, 0); }
 

@@ -35,6 +35,14 @@ Descriptor createFile(int folder, const char* name, unsigned permissions) {
   return file;
 }
 
+std::pair<Descriptor, Descriptor> makePipe() {
+  int ends[2];
+  if (::pipe(ends) != 0) throwErrno("make", "a pipe");
+  std::pair<Descriptor, Descriptor> pipe{Descriptor(ends[0]), Descriptor(ends[1])};
+  for (const int end : ends) ::fcntl(end, F_SETFD, FD_CLOEXEC);
+  return pipe;
+}
+
 void writeAll(int descriptor, ByteView bytes, std::string_view subject) {
   while (!bytes.empty()) {
     const auto count = uninterrupted([&] { return ::write(descriptor, bytes.data(), bytes.size()); });

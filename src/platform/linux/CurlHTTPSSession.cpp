@@ -1,0 +1,101 @@
+#include "platform/linux/CurlHTTPSSession.h"
+
+#include "platform/PlatformError.h"
+#include "platform/linux/CurlError.h"
+#include "platform/linux/TemporaryDownload.h"
+
+namespace brindlewick {
+namespace {
+
+/// How much libcurl hands over at once.
+constexpr std::size_t bufferByteCount = 512 * 1024;
+
+/// The settings of every request. Whatever libcurl would take from elsewhere is named and switched off.
+void configure(CURL* easy, const CurlSessionSettings& settings) {
+  const auto set = [easy](CURLoption option, auto value) {
+    curl::check(curl_easy_setopt(easy, option, value), "configure", "the HTTPS session");
+  };
+  set(CURLOPT_PROTOCOLS_STR, "https");
+  set(CURLOPT_REDIR_PROTOCOLS_STR, "https");
+  set(CURLOPT_FOLLOWLOCATION, 0L);
+  set(CURLOPT_PATH_AS_IS, 1L);
+  set(CURLOPT_HTTPGET, 1L);
+  set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+  set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+  set(CURLOPT_SSL_VERIFYPEER, 1L);
+  set(CURLOPT_SSL_VERIFYHOST, 2L);
+  set(CURLOPT_CAINFO, settings.trustedRoots.c_str());
+  set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));
+  set(CURLOPT_PROXY, "");
+  set(CURLOPT_NOPROXY, "*");
+  set(CURLOPT_NETRC, static_cast<long>(CURL_NETRC_IGNORED));
+  set(CURLOPT_HTTP_CONTENT_DECODING, 0L);
+  set(CURLOPT_NOSIGNAL, 1L);
+  set(CURLOPT_BUFFERSIZE, static_cast<long>(bufferByteCount));
+  // Ours run over all redirects; these are only so that no phase of libcurl's can hang.
+  set(CURLOPT_CONNECTTIMEOUT_MS, 0x7FFFFFFFL);
+  set(CURLOPT_TIMEOUT_MS, 0L);
+}
+
+}  // namespace
+
+CurlHTTPSSession::CurlHTTPSSession(FileSystem& files, std::shared_ptr<HTTPSSessionDelegate> delegate, Path destination,
+                                   CurlSessionSettings settings)
+    : files_(files),
+      delegate_(std::move(delegate)),
+      destination_(std::move(destination)),
+      settings_(std::move(settings)),
+      easy_(nullptr, curl_easy_cleanup) {
+  curl::check(curl_global_init(CURL_GLOBAL_DEFAULT), "ready", "libcurl");
+  easy_.reset(curl_easy_init());
+  if (!easy_) throw std::bad_alloc();
+  configure(easy_.get(), settings_);
+}
+
+curl::Exchange CurlHTTPSSession::perform(const HTTPSRequest& request, HTTPSSessionDelegate& delegate,
+                                         std::uint64_t byteLimit, const curl::BodySink& sink) {
+  curl::Transfer transfer(easy_.get(), request, settings_.timeouts);
+  URL url = request.url;
+  for (int redirectCount = 0;; ++redirectCount) {
+    auto exchange = transfer.perform(url, byteLimit, sink);
+    if (!exchange.location) return exchange;
+    const auto proposed = url.resolve(*exchange.location);
+    if (!delegate.followsRedirect(proposed) || !proposed) return exchange;
+    if (redirectCount == settings_.maximumRedirectCount)
+      curl::throwError("request", request.url.string(), CURLE_TOO_MANY_REDIRECTS);
+    url = *proposed;
+  }
+}
+
+HTTPSDataResult CurlHTTPSSession::data(const HTTPSRequest& request, std::size_t byteLimit) {
+  HTTPSDataResult result;
+  result.body.reserve(byteLimit + bufferByteCount);  // so that it never grows by copying
+  const auto exchange = perform(request, *delegate_, byteLimit, [&](ByteView bytes) {
+    result.body.insert(result.body.end(), bytes.begin(), bytes.end());
+    return result.body.size() <= byteLimit;
+  });
+  result.response = exchange.response;
+  result.exceededByteLimit = exchange.stopped;
+  return result;
+}
+
+HTTPSDownloadResult CurlHTTPSSession::download(const HTTPSRequest& request, std::uint64_t byteLimit,
+                                               HTTPSDownloadDelegate& delegate) {
+  TemporaryDownload file(files_, destination_);
+  bool isCancelled = false;
+  const auto exchange = perform(request, delegate, byteLimit, [&](ByteView bytes) {
+    file.write(bytes);
+    isCancelled = !delegate.didWrite(file.byteCount());
+    return !isCancelled;
+  });
+  if (isCancelled)
+    throw PlatformError("download", request.url.string(), std::make_error_code(std::errc::operation_canceled));
+  return {exchange.response, file.handOn()};
+}
+
+std::unique_ptr<HTTPSSession> CurlHTTPSSessionFactory::makeSession(std::shared_ptr<HTTPSSessionDelegate> delegate,
+                                                                   const Path& destination) {
+  return std::make_unique<CurlHTTPSSession>(files_, std::move(delegate), destination);
+}
+
+}  // namespace brindlewick

@@ -1,0 +1,27 @@
+#include <cstdlib>
+
+#include "platform/Platform.h"
+#include "platform/linux/CurlHTTPSSession.h"
+#include "platform/linux/ReferenceSystemVersion.h"
+#include "platform/posix/DescriptorOutput.h"
+#include "platform/posix/Interruption.h"
+#include "platform/posix/PosixFileSystem.h"
+#include "platform/posix/PosixProcessLauncher.h"
+#include "platform/posix/SystemClock.h"
+
+namespace brindlewick {
+
+Platform makePlatform() {
+  ::clearenv();
+  catchInterruptions();
+  Platform platform;
+  platform.files = std::make_unique<PosixFileSystem>();
+  platform.processes = std::make_unique<PosixProcessLauncher>();
+  platform.https = std::make_unique<CurlHTTPSSessionFactory>(*platform.files);
+  platform.clock = std::make_unique<SystemClock>();
+  platform.systemVersion = std::make_unique<ReferenceSystemVersion>();
+  platform.output = std::make_unique<DescriptorOutput>();
+  return platform;
+}
+
+}  // namespace brindlewick
