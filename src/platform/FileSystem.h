@@ -97,7 +97,7 @@ class FileSystem {
   /// folder, so that its place is free even if something inside cannot be removed. Nothing at `path` is no error.
   virtual void removeTree(const Path& path) = 0;
 
-  /// Makes an item durable: a file's content, or a directory's list of names.
+  /// Makes an item durable: a file's content, or a directory's list of names. A link is followed: nothing is changed.
   virtual void sync(const Path& path) = 0;
 
   /// Makes a whole tree durable, and the folder that holds it.

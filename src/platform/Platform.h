@@ -26,8 +26,9 @@ struct Platform {
 };
 
 /// The platform of this operating system; one definition per system, chosen when linking. Also readies the process:
-/// the environment is emptied, so that no library reads it, a broken pipe no longer ends the process, and an
-/// interruption (INT, TERM) lets a running operation fail and clean up after itself.
+/// standard error goes nowhere, so that no library says a word, the environment is emptied, so that none reads it, a
+/// broken pipe no longer ends the process, and an interruption (INT, TERM, HUP) lets a running operation fail and clean
+/// up after itself.
 [[nodiscard]] Platform makePlatform();
 
 }  // namespace brindlewick

@@ -7,11 +7,13 @@
 #include "platform/posix/Interruption.h"
 #include "platform/posix/PosixFileSystem.h"
 #include "platform/posix/PosixProcessLauncher.h"
+#include "platform/posix/StandardStreams.h"
 #include "platform/posix/SystemClock.h"
 
 namespace brindlewick {
 
 Platform makePlatform() {
+  posix::readyStandardStreams();
   ::clearenv();
   catchInterruptions();
   Platform platform;

@@ -130,7 +130,9 @@ void PosixFileSystem::copyTree(const Path& from, const Path& to) { posix::copyTr
 void PosixFileSystem::removeTree(const Path& path) { posix::removeTree(path); }
 
 void PosixFileSystem::sync(const Path& path) {
-  posix::syncDescriptor(posix::openForReading(AT_FDCWD, path.c_str()).get(), path.string());
+  const Descriptor item(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  if (!item) throwErrno("open", path.string());
+  posix::syncDescriptor(item.get(), path.string());
 }
 
 void PosixFileSystem::syncTree(const Path& root) { posix::syncTree(root); }
