@@ -8,7 +8,6 @@ memory of the updater. The answers are compared with the peers' before anything 
 import json
 import os
 import pathlib
-import resource
 import shutil
 import statistics
 import subprocess
@@ -30,14 +29,6 @@ def timed(*commands):
     return time.perf_counter() - started
 
 
-def peak_kib(command):
-    """Peak resident memory of one command, measured in a process that runs nothing else."""
-    code = ("import resource, subprocess, sys\n"
-            "subprocess.run(sys.argv[1:], check=True, stdout=subprocess.PIPE)\n"
-            "print(resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss)")
-    return int(subprocess.run([sys.executable, "-c", code, *command], check=True, stdout=subprocess.PIPE).stdout)
-
-
 class Bench:
     def __init__(self, publisher):
         self.publisher = publisher
@@ -53,7 +44,7 @@ class Bench:
             if number > 0:
                 rounds.append((mine, theirs))
         prepare()
-        memory = peak_kib(ours)
+        memory = world.peak_kib(*ours)
         mine, theirs = (statistics.median(column) for column in zip(*rounds))
         ratio = statistics.median(a / b for a, b in rounds)
         self.rows.append((name, mine, theirs, ratio, target, memory))
