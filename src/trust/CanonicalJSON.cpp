@@ -70,7 +70,8 @@ std::optional<Type> find(const CanonicalJSON::Members& members, std::string_view
 
 std::optional<Bytes> CanonicalJSON::encode(const Members& members) {
   nlohmann::json object = nlohmann::json::object();  // keeps its keys sorted
-  for (const auto& [name, value] : members) std::visit([&](const auto& known) { object[name] = known; }, value);
+  for (const auto& [name, value] : members)
+    object[name] = std::visit([](const auto& known) { return nlohmann::json(known); }, value);
   try {
     const auto text = object.dump();
     return Bytes(text.begin(), text.end());

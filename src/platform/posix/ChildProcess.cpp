@@ -64,18 +64,18 @@ std::vector<char*> toVector(const Path& executable, const std::vector<std::strin
 ChildProcess::ChildProcess(const Path& executable, const std::vector<std::string>& arguments, int output,
                            ChildSession session) {
   const auto nullDevice = openNullDevice();
-  auto [failureReader, failureWriter] = makePipe();
-  const Launch launch{executable.c_str(),  toVector(executable, arguments),
-                      nullDevice.get(),    output >= 0 ? output : nullDevice.get(),
-                      failureWriter.get(), session};
+  auto failure = makePipe();
+  const Launch launch{executable.c_str(),   toVector(executable, arguments),
+                      nullDevice.get(),     output >= 0 ? output : nullDevice.get(),
+                      failure.writer.get(), session};
   process_ = ::fork();
   if (process_ < 0) throwErrno("start", executable.string());
   if (process_ == 0) becomeProgram(launch);
 
   // The child's end of this pipe closes when the program runs, and says why when it does not.
-  failureWriter.reset();
+  failure.writer.reset();
   int code = 0;
-  const auto count = uninterrupted([&] { return ::read(failureReader.get(), &code, sizeof code); });
+  const auto count = uninterrupted([&] { return ::read(failure.reader.get(), &code, sizeof code); });
   if (count == sizeof code) {
     static_cast<void>(waitForSuccess());
     throwErrno("start", executable.string(), code);

@@ -35,14 +35,14 @@ class IgnoredSignals final : public SignalShield {
 
 ToolRun PosixProcessLauncher::run(const Path& executable, const std::vector<std::string>& arguments,
                                   std::size_t outputByteLimit) {
-  auto [reader, writer] = posix::makePipe();
-  posix::ChildProcess child(executable, arguments, writer.get(), posix::ChildSession::ours);
-  writer.reset();
+  auto pipe = posix::makePipe();
+  posix::ChildProcess child(executable, arguments, pipe.writer.get(), posix::ChildSession::ours);
+  pipe.writer.reset();
 
   ToolRun result;
   std::array<std::uint8_t, 65'536> buffer;
   for (;;) {
-    const auto count = posix::uninterrupted([&] { return ::read(reader.get(), buffer.data(), buffer.size()); });
+    const auto count = posix::uninterrupted([&] { return ::read(pipe.reader.get(), buffer.data(), buffer.size()); });
     if (count < 0) posix::throwErrno("read the output of", executable.string());
     if (count == 0) break;
     result.output.insert(result.output.end(), buffer.begin(), buffer.begin() + count);

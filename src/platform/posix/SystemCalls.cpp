@@ -35,10 +35,10 @@ Descriptor createFile(int folder, const char* name, unsigned permissions) {
   return file;
 }
 
-std::pair<Descriptor, Descriptor> makePipe() {
+Pipe makePipe() {
   int ends[2];
   if (::pipe(ends) != 0) throwErrno("make", "a pipe");
-  std::pair<Descriptor, Descriptor> pipe{Descriptor(ends[0]), Descriptor(ends[1])};
+  Pipe pipe{Descriptor(ends[0]), Descriptor(ends[1])};
   for (const int end : ends) ::fcntl(end, F_SETFD, FD_CLOEXEC);
   return pipe;
 }

@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <string_view>
 #include <system_error>
-#include <utility>
 
 #include "platform/FileSystem.h"
 #include "platform/PlatformError.h"
@@ -36,8 +35,13 @@ template <typename Call>
 /// Creates a file for writing with exactly these permissions; what exists is an error.
 [[nodiscard]] Descriptor createFile(int folder, const char* name, unsigned permissions);
 
-/// A pipe whose ends no child inherits: first the end to read from, then the one to write to.
-[[nodiscard]] std::pair<Descriptor, Descriptor> makePipe();
+struct Pipe {
+  Descriptor reader;
+  Descriptor writer;
+};
+
+/// A pipe whose ends no child inherits.
+[[nodiscard]] Pipe makePipe();
 
 void writeAll(int descriptor, ByteView bytes, std::string_view subject);
 void syncDescriptor(int descriptor, std::string_view subject);

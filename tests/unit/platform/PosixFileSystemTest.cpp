@@ -92,7 +92,7 @@ TEST_F(PosixFileSystemTest, readsNoMoreThanAsked) {
 }
 
 TEST_F(PosixFileSystemTest, createsDirectoriesWithExactPermissionsUnderAnyUmask) {
-  for (const mode_t mask : {0, 022, 077, 0777}) {
+  for (const mode_t mask : {0U, 022U, 077U, 0777U}) {
     const Umask umask(mask);
     const auto name = std::to_string(mask);
     files.createDirectory(folder / name, 0755);
@@ -121,7 +121,7 @@ TEST_F(PosixFileSystemTest, setsPermissionsOfTheItemAndNeverThroughALink) {
 }
 
 TEST_F(PosixFileSystemTest, writesAtomicallyWithExactPermissions) {
-  for (const mode_t mask : {0, 077, 0777}) {
+  for (const mode_t mask : {0U, 077U, 0777U}) {
     const Umask umask(mask);
     files.writeAtomically(folder / "file", asBytes("first"), 0600);
     EXPECT_EQ(permissionsOf(folder / "file"), 0600U);

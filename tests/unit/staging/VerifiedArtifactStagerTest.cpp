@@ -99,7 +99,7 @@ TEST(VerifiedArtifactStagerStage, writesTheReceiptCanonically) {
 }
 
 TEST(VerifiedArtifactStagerStage, setsModesUnderAnyUmask) {
-  for (const mode_t mask : {0, 077, 0777}) {
+  for (const mode_t mask : {0U, 077U, 0777U}) {
     StagingWorld world;
     world.staging = world.folder / "a" / "b" / "staging";
     const auto before = ::umask(mask);

@@ -126,7 +126,7 @@ TEST(UpdateManifestVerifier, ignoresAnExtraMemberOfTheEnvelope) {
 }
 
 TEST(UpdateManifestVerifier, refusesSignaturesOfOtherLengthsAsMalformed) {
-  for (const std::size_t byteCount : {0, 1, 63, 65, 128}) {
+  for (const std::size_t byteCount : {0U, 1U, 63U, 65U, 128U}) {
     Feed feed;
     feed.tamper = [&](auto& envelope) { envelope.signature = keyOf(byteCount); };
     EXPECT_THAT([&] { static_cast<void>(feed.verify()); }, fails(malformedEnvelope)) << byteCount;
@@ -134,7 +134,7 @@ TEST(UpdateManifestVerifier, refusesSignaturesOfOtherLengthsAsMalformed) {
 }
 
 TEST(UpdateManifestVerifier, refusesKeysOfOtherLengthsAsMalformed) {
-  for (const std::size_t byteCount : {0, 31, 33, 64}) {
+  for (const std::size_t byteCount : {0U, 31U, 33U, 64U}) {
     Feed feed;
     feed.publicKey = keyOf(byteCount);
     EXPECT_THAT([&] { static_cast<void>(feed.verify()); }, fails(malformedPublicKey)) << byteCount;
