@@ -18,7 +18,7 @@ struct HTTPSRequest {
   /// The value of the Accept header.
   std::string accept;
   /// How long the request may take to connect and to be answered.
-  std::chrono::seconds timeout{60};
+  std::chrono::milliseconds timeout{std::chrono::seconds(60)};
 };
 
 /// The head of the final response.

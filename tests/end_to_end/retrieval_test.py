@@ -30,7 +30,8 @@ class Dishonest(Scenario):
         self.addCleanup(self.server.close)
         self.manifest = os.path.join(self.folder, "manifest.json")
         self.publish(artifact_url=self.server.url + "/a.zip")
-        self.server.routes["/manifest.json"] = self.honest(self.manifest)
+        for path in ("/manifest.json", "/plain.json"):
+            self.server.routes[path] = self.honest(self.manifest)
         self.server.routes["/a.zip"] = self.honest(self.archive)
 
     def honest(self, path):
@@ -221,12 +222,20 @@ class Sizes(Dishonest):
                 pass
         return serve
 
+    def assert_flat_memory(self):
+        """No more memory than a run that is told at once that there is nothing, but for the manifest and two buffers."""
+        command = [self.world.updater, "check-and-stage"]
+        endless = world.peak_kib(*command, *self.check_options(feed_url=self.server.url + "/manifest.json"))
+        plain = world.peak_kib(*command, *self.check_options(feed_url=self.server.url + "/plain.json", current_version="9.0.0"))
+        self.assertLess(endless, plain + 5 * 1024)
+
     def test_an_endless_manifest_is_left_at_the_cap(self):
         chunk = b"%x\r\n%s\r\n" % (65536, b" " * 65536)
         sent = []
         self.server.routes["/manifest.json"] = self.stream(b"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n", chunk, sent)
         self.assert_failed(self.check(), MANIFEST_TOO_LARGE)
         self.assertLess(sum(sent), 16 << 20)
+        self.assert_flat_memory()
 
     def test_an_endless_header_is_refused(self):
         self.both(self.stream(b"HTTP/1.1 200 OK\r\n", b"X-Fill: " + b"y" * 60000 + b"\r\n", []), world.FAILED_SAFELY)
@@ -241,6 +250,7 @@ class Sizes(Dishonest):
         self.assert_failed(self.check(), ARTIFACT_TOO_LARGE)
         self.assert_nothing_staged()
         self.assertLess(sum(sent), CAP + (64 << 20))
+        self.assert_flat_memory()
 
     def test_an_archive_declared_too_large_is_refused_at_once(self):
         for length in (CAP + 1, 1 << 62):

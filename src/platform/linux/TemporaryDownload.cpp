@@ -28,8 +28,15 @@ TemporaryDownload::~TemporaryDownload() {
 }
 
 void TemporaryDownload::write(ByteView bytes) {
-  posix::writeAll(descriptor_.get(), bytes, file_.string());
+  constexpr std::size_t pieceByteCount = 262'144;
+  pending_.insert(pending_.end(), bytes.begin(), bytes.end());
   byteCount_ += bytes.size();
+  if (pending_.size() >= pieceByteCount) flush();
+}
+
+void TemporaryDownload::flush() {
+  posix::writeAll(descriptor_.get(), pending_, file_.string());
+  pending_.clear();
   // The disk starts while more arrives, so that the sync before the answer finds little to do.
   constexpr std::uint64_t stepByteCount = 8U << 20;
   if (byteCount_ - writtenBackByteCount_ >= stepByteCount) {
@@ -39,6 +46,7 @@ void TemporaryDownload::write(ByteView bytes) {
 }
 
 Path TemporaryDownload::handOn() {
+  flush();
   isOurs_ = false;
   descriptor_.reset();
   return file_;
