@@ -5,14 +5,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <csignal>
 
+#include "platform/posix/ChildSurroundings.h"
 #include "platform/posix/SystemCalls.h"
 
 namespace brindlewick::posix {
 namespace {
-
-constexpr const char* environment[] = {"PATH=/usr/bin:/bin:/usr/sbin:/sbin", "LC_ALL=C.UTF-8", nullptr};
 
 Descriptor openNullDevice() {
   Descriptor device(::open("/dev/null", O_RDWR | O_CLOEXEC));
@@ -24,6 +24,7 @@ Descriptor openNullDevice() {
 struct Launch {
   const char* executable;
   std::vector<char*> arguments;
+  std::array<const char*, 3> environment;
   int nullDevice;
   int output;
   int failure;
@@ -43,10 +44,12 @@ void restoreSignals() {
   restoreSignals();
   ::umask(022);
   if (launch.session == ChildSession::itsOwn) ::setsid();
-  // Every other descriptor of ours closes itself; these three are copies, which do not.
+  // Descriptors that we inherited do not close themselves as ours do; the three copies stay.
+  closeOnExecFrom(STDERR_FILENO + 1);
   const bool hasStreams = ::dup2(launch.nullDevice, STDIN_FILENO) >= 0 && ::dup2(launch.output, STDOUT_FILENO) >= 0 &&
                           ::dup2(launch.nullDevice, STDERR_FILENO) >= 0;
-  if (hasStreams) ::execve(launch.executable, launch.arguments.data(), const_cast<char* const*>(environment));
+  if (hasStreams)
+    ::execve(launch.executable, launch.arguments.data(), const_cast<char* const*>(launch.environment.data()));
   const int code = errno;
   static_cast<void>(!::write(launch.failure, &code, sizeof code));
   ::_exit(127);
@@ -65,9 +68,13 @@ ChildProcess::ChildProcess(const Path& executable, const std::vector<std::string
                            ChildSession session) {
   const auto nullDevice = openNullDevice();
   auto failure = makePipe();
-  const Launch launch{executable.c_str(),   toVector(executable, arguments),
-                      nullDevice.get(),     output >= 0 ? output : nullDevice.get(),
-                      failure.writer.get(), session};
+  const Launch launch{.executable = executable.c_str(),
+                      .arguments = toVector(executable, arguments),
+                      .environment = {"PATH=/usr/bin:/bin:/usr/sbin:/sbin", localeSetting(), nullptr},
+                      .nullDevice = nullDevice.get(),
+                      .output = output >= 0 ? output : nullDevice.get(),
+                      .failure = failure.writer.get(),
+                      .session = session};
   process_ = ::fork();
   if (process_ < 0) throwErrno("start", executable.string());
   if (process_ == 0) becomeProgram(launch);

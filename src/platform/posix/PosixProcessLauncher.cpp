@@ -1,6 +1,5 @@
 #include "platform/posix/PosixProcessLauncher.h"
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
@@ -32,6 +31,12 @@ class IgnoredSignals final : public SignalShield {
 };
 
 }  // namespace
+
+PosixProcessLauncher::PosixProcessLauncher() {
+  struct sigaction action {};
+  action.sa_handler = SIG_DFL;
+  ::sigaction(SIGCHLD, &action, nullptr);
+}
 
 ToolRun PosixProcessLauncher::run(const Path& executable, const std::vector<std::string>& arguments,
                                   std::size_t outputByteLimit) {

@@ -1,0 +1,109 @@
+#include "install/ApplicationSwap.h"
+
+#include "install/UpdateInstallError.h"
+#include "platform/PlatformError.h"
+#include "platform/TextCoding.h"
+
+namespace brindlewick {
+namespace {
+
+using enum UpdateInstallError;
+
+/// For clean-up and putting back: there is nothing better to do about its failure than to go on.
+template <typename Step>
+void attempt(Step step) noexcept {
+  try {
+    step();
+  } catch (...) {
+  }
+}
+
+/// One swap, with the places that it uses.
+class Swap {
+ public:
+  Swap(const InspectionTools& tools, const Path& installed, const ExpectedApplication& expected)
+      : Swap(tools, installed, expected, randomUUID()) {}
+
+  void run(const Path& candidate) {
+    try {
+      files_.copyTree(candidate, incoming_);
+      verify(incoming_);
+      // From here to the end of the second move a power cut must find a whole application on disk.
+      files_.syncTree(incoming_);
+      files_.move(installed_, backup_);
+      takePlaceOrPutBack();
+    } catch (const Failure<UpdateInstallError>&) {
+      discardIncomingAndBackup();
+      throw;
+    } catch (...) {
+      putBackIfNothingIsInstalled();
+      discardIncomingAndBackup();
+      throw Failure(replacementFailed);
+    }
+    // The names first, then the backup goes: a power cut in between must not lose both applications.
+    attempt([&] { files_.sync(installed_.parent()); });
+    discardIncomingAndBackup();
+  }
+
+ private:
+  Swap(const InspectionTools& tools, const Path& installed, const ExpectedApplication& expected,
+       const std::string& uuid)
+      : tools_(tools),
+        files_(tools.files),
+        expected_(expected),
+        installed_(installed),
+        incoming_(installed.parent() / (".Brindlewick.incoming." + uuid + ".app")),
+        backup_(installed.parent() / (".Brindlewick.backup." + uuid + ".app")) {}
+
+  void verify(const Path& bundle) { static_cast<void>(ApplicationIdentity::verify(tools_, bundle, expected_)); }
+
+  void takePlaceOrPutBack() {
+    try {
+      files_.move(incoming_, installed_);
+      verify(installed_);
+    } catch (...) {
+      attempt([&] { files_.removeTree(installed_); });
+      attempt([&] { files_.move(backup_, installed_); });
+      throw Failure(replacementFailed);
+    }
+  }
+
+  void putBackIfNothingIsInstalled() noexcept {
+    attempt([&] {
+      if (!files_.attributes(installed_) && files_.attributes(backup_)) files_.move(backup_, installed_);
+    });
+  }
+
+  /// The backup goes in every case, even when it could not be put back. Deliberate: no run leaves a second copy of the
+  /// application behind. What guards it is that putting back meets no obstacle, since a removal first clears the place.
+  void discardIncomingAndBackup() noexcept {
+    attempt([&] { files_.removeTree(incoming_); });
+    attempt([&] { files_.removeTree(backup_); });
+  }
+
+  const InspectionTools& tools_;
+  FileSystem& files_;
+  const ExpectedApplication& expected_;
+  Path installed_;
+  Path incoming_;
+  Path backup_;
+};
+
+bool isWritable(FileSystem& files, const Path& directory) {
+  try {
+    return files.isWritable(directory);
+  } catch (const PlatformError&) {
+    return false;
+  }
+}
+
+}  // namespace
+
+void ApplicationSwap::replace(const InspectionTools& tools, const Path& installed, const Path& candidate,
+                              const ExpectedApplication& expected) {
+  require(isWritable(tools.files, installed.parent()), destinationNotWritable);
+  const auto shield = tools.processes.shieldFromSignals();
+  Swap(tools, installed, expected).run(candidate);
+}
+
+}  // namespace brindlewick

@@ -1,0 +1,55 @@
+#include "install/BundleProperties.h"
+
+#include "install/UpdateInstallError.h"
+#include "platform/AsciiText.h"
+#include "platform/PlatformError.h"
+#include "platform/ReadWhole.h"
+
+namespace brindlewick {
+namespace {
+
+using enum UpdateInstallError;
+
+constexpr std::size_t maximumByteCount = 1'048'576;
+
+Bytes readList(FileSystem& files, const Path& file) {
+  try {
+    const auto item = files.open(file);
+    require(item->attributes().kind == FileKind::regular, invalidApplicationBundle);
+    return unwrap(readWhole(*item, maximumByteCount), invalidApplicationBundle);
+  } catch (const PlatformError&) {
+    throw Failure(invalidApplicationBundle);
+  }
+}
+
+std::optional<std::string> text(const PropertyListDictionary& dictionary, std::string_view key) {
+  const auto found = dictionary.find(key);
+  if (found == dictionary.end()) return std::nullopt;
+  const auto* value = std::get_if<std::string>(&found->second);
+  return value == nullptr ? std::nullopt : std::optional(*value);
+}
+
+/// A number, or a string that reads as one.
+std::optional<std::int64_t> integer(const PropertyListDictionary& dictionary, std::string_view key) {
+  if (const auto digits = text(dictionary, key)) return parseDecimal<std::int64_t>(*digits);
+  const auto found = dictionary.find(key);
+  if (found == dictionary.end()) return std::nullopt;
+  const auto* value = std::get_if<std::int64_t>(&found->second);
+  return value == nullptr ? std::nullopt : std::optional(*value);
+}
+
+}  // namespace
+
+BundleProperties BundleProperties::read(FileSystem& files, PropertyListReader& propertyLists, const Path& bundle) {
+  const auto dictionary =
+      unwrap(propertyLists.dictionary(readList(files, bundle / "Contents/Info.plist")), invalidApplicationBundle);
+  BundleProperties properties{
+      .identifier = unwrap(text(dictionary, "CFBundleIdentifier"), invalidApplicationBundle),
+      .shortVersion = unwrap(text(dictionary, "CFBundleShortVersionString"), invalidApplicationBundle),
+      .version = unwrap(integer(dictionary, "CFBundleVersion"), invalidApplicationBundle),
+      .executable = text(dictionary, "CFBundleExecutable").value_or("Brindlewick")};
+  require(text(dictionary, "CFBundlePackageType") == "APPL", invalidApplicationBundle);
+  return properties;
+}
+
+}  // namespace brindlewick
