@@ -10,6 +10,7 @@
 #include "platform/posix/PosixFileSystem.h"
 #include "signing/OfflineManifestSigningError.h"
 #include "support/Fails.h"
+#include "support/FaultyFileSystem.h"
 #include "support/SignedFeed.h"
 #include "support/TemporaryFolder.h"
 #include "trust/UpdateManifestVerifier.h"
@@ -189,6 +190,28 @@ TEST(OfflineManifestSignerWrite, leavesNothingWhereItCannotWrite) {
   EXPECT_THAT([&] { desk.write(desk.folder / "missing" / "manifest.json"); },
               failsWith(std::errc::no_such_file_or_directory));
   EXPECT_FALSE(exists(desk.folder / "missing"));
+}
+
+TEST(OfflineManifestSigner, keepsAnEarlierManifestWhicheverCallOfTheDiskFails) {
+  int number = 0;
+  for (bool isComplete = false; !isComplete;) {
+    Desk desk;
+    writeFile(desk.output, "earlier", 0600);
+    testing::EventLog log(desk.folder.path().string());
+    testing::FaultyFileSystem faulty(desk.files, log);
+    faulty.fail("any", ++number, std::errc::io_error);
+    try {
+      const auto result = OfflineManifestSigner::sign(faulty, desk.key, desk.archive, desk.release, ::geteuid());
+      OfflineManifestSigner::write(faulty, result.envelopeData, desk.output, {desk.key, desk.archive});
+      isComplete = true;
+    } catch (const PlatformError& error) {
+      EXPECT_EQ(error.code(), std::errc::io_error) << faulty.hit();
+      EXPECT_EQ(readFile(desk.output), "earlier") << faulty.hit();
+    }
+    EXPECT_EQ(desk.files.list(desk.folder.path()).size(), 3U) << faulty.hit();
+    ASSERT_LT(number, 100);
+  }
+  EXPECT_GT(number, 4) << "the sweep has met too few calls to mean anything";
 }
 
 TEST(OfflineManifestSigningErrorSentences, areTheFixedOnes) {

@@ -12,6 +12,7 @@
 #include "staging/ArtifactHasher.h"
 #include "staging/UpdateInstallHandoffPolicy.h"
 #include "support/Fails.h"
+#include "support/FaultyFileSystem.h"
 #include "support/SignedFeed.h"
 #include "support/TemporaryFolder.h"
 #include "trust/UpdateSecurityError.h"
@@ -167,6 +168,30 @@ TEST(VerifiedArtifactStagerStage, failsCleanlyOnANameThatIsTooLong) {
   world.update.manifest.version = "1.0.0-" + std::string(300, 'a');
   EXPECT_THAT([&] { static_cast<void>(world.stage()); }, testing::failsWith(std::errc::filename_too_long));
   EXPECT_THAT(world.candidates(), IsEmpty());
+}
+
+TEST(VerifiedArtifactStagerStage, leavesNoCandidateWhicheverCallOfTheDiskFails) {
+  int number = 0;
+  for (bool isComplete = false; !isComplete;) {
+    StagingWorld world;
+    testing::EventLog log(world.folder.path().string());
+    testing::FaultyFileSystem faulty(world.files, log);
+    faulty.fail("any", ++number, std::errc::io_error);
+    const auto stage = [&] {
+      static_cast<void>(VerifiedArtifactStager::stage(faulty, world.download, world.update, world.staging));
+    };
+    try {
+      stage();
+      isComplete = true;
+      EXPECT_EQ(faulty.hit(), "");
+      EXPECT_EQ(world.candidates().size(), 1U);
+    } catch (const PlatformError& error) {
+      EXPECT_EQ(error.code(), std::errc::io_error) << faulty.hit();
+      EXPECT_THAT(world.candidates(), IsEmpty()) << number << " " << faulty.hit();
+    }
+    ASSERT_LT(number, 200);
+  }
+  EXPECT_GT(number, 15) << "the sweep has met too few calls to mean anything";
 }
 
 /// A staged update that is spoiled in one place before it is verified again.
