@@ -23,15 +23,17 @@ FAILED_SAFELY = "The update check failed safely."
 INVALID_ARGUMENTS = "The updater was invoked with an invalid configuration."
 
 
-def enter():
-    """Runs this script again inside namespaces of its own. Call it before anything else."""
+def enter(make_world=None, programs=1):
+    """Runs this script again inside namespaces of its own. Call it before anything else. The first arguments of the
+    script name programs; the rest is for unittest."""
     if os.environ.get("BRINDLEWICK_WORLD") != "entered":
         os.environ["BRINDLEWICK_WORLD"] = "entered"
         os.execvp("unshare", ["unshare", "-Urm", sys.executable, "-B"] + sys.argv)
     folder = tempfile.mkdtemp(prefix="brindlewick-world.", dir="/var/tmp")
     try:
-        world = World(folder)
-        result = unittest.main(module="__main__", argv=[sys.argv[0]] + sys.argv[2:], exit=False, verbosity=2).result
+        world = (make_world or World)(folder)
+        arguments = [sys.argv[0]] + sys.argv[1 + programs:]
+        result = unittest.main(module="__main__", argv=arguments, exit=False, verbosity=2).result
         world.close()
     finally:
         # Not rmtree alone: tests leave folders without permissions behind.
