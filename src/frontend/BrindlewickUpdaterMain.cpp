@@ -1,17 +1,20 @@
 #include "frontend/BrindlewickUpdaterMain.h"
 
-#include "frontend/ApplyInstallCommand.h"
+#include "frontend/ApplyInstall.h"
 #include "frontend/CheckAndStage.h"
-#include "frontend/PrepareInstallCommand.h"
+#include "frontend/PrepareInstall.h"
 #include "frontend/ResponseWriter.h"
 #include "frontend/SignManifest.h"
 #include "platform/Failure.h"
-#include "platform/PlatformError.h"
 
 namespace brindlewick {
 namespace {
 
 constexpr std::string_view messageWithoutDescription = "The update check failed safely.";
+
+InspectionTools inspectionTools(const Platform& platform) {
+  return {*platform.files, *platform.propertyLists, *platform.codeSigning, *platform.processes};
+}
 
 void runCommand(const Platform& platform, CommandList list) {
   const std::string_view word = list.empty() ? std::string_view() : std::string_view(list[0]);
@@ -19,11 +22,9 @@ void runCommand(const Platform& platform, CommandList list) {
   if (word == "sign-manifest") {
     writeResponse(output, signManifest(platform, ManifestSigningCommand::parse(list)));
   } else if (word == "prepare-install") {
-    static_cast<void>(PrepareInstallCommand::parse(list));
-    throw PlatformError("install", "an update", std::make_error_code(std::errc::function_not_supported));
+    writeResponse(output, prepareInstall(inspectionTools(platform), PrepareInstallCommand::parse(list)));
   } else if (word == "apply-install") {
-    static_cast<void>(ApplyInstallCommand::parse(list));
-    throw PlatformError("install", "an update", std::make_error_code(std::errc::function_not_supported));
+    applyInstall(inspectionTools(platform), *platform.clock, ApplyInstallCommand::parse(list));
   } else {
     writeResponse(output, checkAndStage(platform, UpdaterCommand::parse(list)));
   }

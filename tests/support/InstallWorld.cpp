@@ -1,7 +1,6 @@
 #include "support/InstallWorld.h"
 
 #include <filesystem>
-#include <regex>
 
 #include "platform/Failure.h"
 #include "platform/PlatformError.h"
@@ -84,9 +83,9 @@ void InstallWorld::apply() { UpdateInstaller::apply(tools(), clock, request(), p
 std::string InstallWorld::installedVersion() const {
   if (!exists(installed)) return "none";
   const auto list = readFile(installed / "Contents/Info.plist");
-  std::smatch match;
-  std::regex_search(list, match, std::regex("CFBundleShortVersionString string (.*)"));
-  return match[1];
+  const std::string_view key = "CFBundleShortVersionString string ";
+  const auto start = list.find(key) + key.size();
+  return list.substr(start, list.find('\n', start) - start);
 }
 
 std::string InstallWorld::leftovers() const {
