@@ -6,13 +6,17 @@
 #include "frontend/ResponseWriter.h"
 #include "frontend/SignManifest.h"
 #include "platform/Failure.h"
+#include "platform/PlatformError.h"
 
 namespace brindlewick {
 namespace {
 
 constexpr std::string_view messageWithoutDescription = "The update check failed safely.";
 
+/// What an installation inspects with. A platform that cannot judge code signatures installs nothing.
 InspectionTools inspectionTools(const Platform& platform) {
+  if (!platform.codeSigning || !platform.propertyLists)
+    throw PlatformError("judge", "code signatures", std::make_error_code(std::errc::function_not_supported));
   return {*platform.files, *platform.propertyLists, *platform.codeSigning, *platform.processes};
 }
 
@@ -22,9 +26,11 @@ void runCommand(const Platform& platform, CommandList list) {
   if (word == "sign-manifest") {
     writeResponse(output, signManifest(platform, ManifestSigningCommand::parse(list)));
   } else if (word == "prepare-install") {
-    writeResponse(output, prepareInstall(inspectionTools(platform), PrepareInstallCommand::parse(list)));
+    const auto command = PrepareInstallCommand::parse(list);
+    writeResponse(output, prepareInstall(inspectionTools(platform), command));
   } else if (word == "apply-install") {
-    applyInstall(inspectionTools(platform), *platform.clock, ApplyInstallCommand::parse(list));
+    const auto command = ApplyInstallCommand::parse(list);
+    applyInstall(inspectionTools(platform), *platform.clock, command);
   } else {
     writeResponse(output, checkAndStage(platform, UpdaterCommand::parse(list)));
   }

@@ -55,7 +55,7 @@ TEST(InstallResultRecord, holdsVersionAndBuildWhenTheyAreKnown) {
 }
 
 TEST(InstallResultRecord, isWrittenPrivatelyIntoAMissingFolderUnderAnyUmask) {
-  for (const mode_t mask : {0, 077, 0777}) {
+  for (const mode_t mask : {0U, 077U, 0777U}) {
     RecordWorld world;
     world.file = world.folder / "a/b/last-install-result.json";
     const auto before = ::umask(mask);
