@@ -11,7 +11,7 @@ import time
 
 from install_world import (GATEKEEPER, HASH_MISMATCH, INVALID_BUNDLE, INVALID_SIGNATURE, NOT_WRITABLE, PARENT_DID_NOT_EXIT,
                            PROGRAMS, REPLACEMENT_FAILED, UNSAFE_PREPARATION, UNSAFE_STAGING, UPDATED, WRONG_IDENTITY,
-                           WRONG_TEAM, InstallScenario, InstallWorld, ended_process, failure, snapshot,
+                           WRONG_TEAM, InstallScenario, InstallWorld, ended_process, failure, fill_up, snapshot,
                            snapshot_without_times, wait_until)
 from world import FAILED_SAFELY, INVALID_ARGUMENTS, enter, run_quietly
 
@@ -69,24 +69,15 @@ class Apply(InstallScenario):
         self.assert_apply_fails(PARENT_DID_NOT_EXIT, parent=self.parent().pid)
         self.assertTrue(30 <= time.monotonic() - started < 36)
 
-    def test_survives_the_end_of_the_session_that_started_it(self):
-        folder = self.update()
-        self.stage_folder(folder)
-        self.assert_prepared(self.prepare())
+    def test_runs_in_a_session_of_its_own_which_the_end_of_the_starters_session_does_not_reach(self):
+        self.stage_and_prepare()
         parent = self.parent()
-        helper = self.start(parent.pid, start_new_session=True)
+        helper = self.start(parent.pid)
         wait_until(lambda: sleeps(helper.pid), "the helper does not wait")
-        # It left the group of its starter, which is told to go.
-        with self.assertRaises(ProcessLookupError):
-            os.killpg(helper.pid, 0) if os.getsid(helper.pid) != helper.pid else self.leave(helper)
+        self.assertEqual((os.getsid(helper.pid), os.getpgid(helper.pid)), (helper.pid, helper.pid))
         self.end(parent)
         helper.communicate(timeout=60)
         self.assertEqual(helper.returncode, 0)
-        self.assert_installed(folder)
-
-    def leave(self, helper):
-        """A leader of a session stays one: nothing above it can end it with a group's signal."""
-        raise ProcessLookupError
 
     def test_48_with_an_output_that_nobody_reads(self):
         for name in ("closed pipe", "full device", "closed"):
@@ -157,9 +148,29 @@ class Apply(InstallScenario):
         link = os.path.join(self.folder, "link")
         os.symlink(self.applications, link)
         self.installed = os.path.join(link, APP)
-        self.assertEqual(self.apply().status, 0)
+        run = self.apply()
+        self.assertEqual((run.output, run.status), (b"", 0))
         self.installed = os.path.join(self.applications, APP)
         self.assert_installed(folder)
+
+    def test_49_syncs_before_the_first_move_and_calls_nothing_between_the_moves(self):
+        """A power cut finds one whole application: at its place, or in the backup beside it."""
+        self.stage_and_prepare()
+        trace = os.path.join(self.folder, "trace")
+        subprocess.run(["strace", "-y", "-o", trace, self.world.updater, "apply-install", *self.apply_options()],
+                       stdin=subprocess.DEVNULL, check=True)
+        with open(trace) as file:
+            calls = file.read().splitlines()
+        moves = [i for i, call in enumerate(calls) if call.startswith("rename") and ".Brindlewick." in call]
+        first, second = moves[:2]
+        self.assertEqual(second, first + 1)
+        self.assertRegex(calls[first], f'"{self.installed}".*"{self.applications}/\\.Brindlewick\\.backup\\.')
+        self.assertRegex(calls[second], f'"{self.applications}/\\.Brindlewick\\.incoming\\..*"{self.installed}"')
+        synced = [call for call in calls[:first] if call.startswith("fsync(")]
+        incoming = [call for call in synced if ".Brindlewick.incoming." in call]
+        self.assertEqual(len(incoming), sum(1 + len(files) for _, _, files in os.walk(self.installed)))
+        self.assertIn(f"<{self.applications}>)", synced[-1])
+        self.assertTrue(any(call.startswith("fsync(") and f"<{self.applications}>)" in call for call in calls[second:]))
 
     def test_gives_the_installed_application_the_modes_of_the_bundle(self):
         self.stage_and_prepare()
@@ -248,7 +259,9 @@ class ApplyRefuses(InstallScenario):
             file.write(b"more")
         self.assert_apply_fails(HASH_MISMATCH)
         self.again()
-        os.remove(os.path.join(self.staged, "receipt.json"))
+        receipt = os.path.join(self.staged, "receipt.json")
+        os.rename(receipt, receipt + ".real")
+        os.symlink(receipt + ".real", receipt)
         self.assert_apply_fails(UNSAFE_STAGING)
 
     def test_a_candidate_that_was_altered_since(self):
@@ -322,19 +335,11 @@ class ASwapThatFails(InstallScenario):
         self.assert_apply_fails(REPLACEMENT_FAILED)
 
     def test_because_the_disk_is_full(self):
-        content = tuple(os.walk(self.installed))
-        size = sum(os.path.getsize(os.path.join(folder, name)) for folder, _, names in content for name in names)
         shutil.move(self.installed, os.path.join(self.folder, APP))
-        run_quietly("mount", "-t", "tmpfs", "-o", f"size={size + size // 2 + 200_000}", "small", self.applications)
+        run_quietly("mount", "-t", "tmpfs", "-o", "size=8m", "small", self.applications)
         self.addCleanup(run_quietly, "umount", self.applications)
         shutil.copytree(os.path.join(self.folder, APP), self.installed)
-        with open(os.path.join(self.applications, "filler"), "wb") as filler:
-            try:
-                while True:
-                    filler.write(bytes(4096))
-                    filler.flush()
-            except OSError:
-                pass
+        fill_up(self.applications, 20_000)
         self.assert_apply_fails(REPLACEMENT_FAILED)
 
     def test_because_the_new_application_is_refused_in_its_place(self):

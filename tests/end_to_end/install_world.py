@@ -33,6 +33,8 @@ NOT_WRITABLE = "Brindlewick cannot safely replace the installed application at i
 REPLACEMENT_FAILED = "The update could not replace the application; the previous version was restored."
 PARENT_DID_NOT_EXIT = "Brindlewick did not close in time, so the update was not installed."
 HASH_MISMATCH = "The downloaded update failed its signed hash check."
+MALFORMED = "The update manifest is malformed."
+NOT_SIGNED = "The update manifest signature is invalid."
 UNSAFE_STAGING = "The update staging directory is unsafe."
 
 
@@ -87,6 +89,17 @@ def snapshot(folder):
     return found
 
 
+def fill_up(folder, spared=0):
+    """Leaves no more than this many bytes of a folder's file system free."""
+    filler = os.open(os.path.join(folder, "filler"), os.O_WRONLY | os.O_CREAT, 0o600)
+    try:
+        while True:
+            os.write(filler, bytes(4096))
+    except OSError:
+        os.ftruncate(filler, max(0, os.fstat(filler).st_size - spared))
+    os.close(filler)
+
+
 def ended_process():
     """The identifier of a process that has ended."""
     process = subprocess.Popen(["true"])
@@ -122,7 +135,8 @@ class InstallScenario(Scenario):
 
     def replace_command(self, name, script):
         """Puts another program in the place of a command, or none."""
-        os.remove(COMMANDS[name])
+        if os.path.exists(COMMANDS[name]):
+            os.remove(COMMANDS[name])
         if script is not None:
             with open(COMMANDS[name], "w") as file:
                 file.write(script)

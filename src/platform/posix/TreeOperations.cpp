@@ -101,6 +101,14 @@ void copyItem(int fromFolder, int toFolder, const std::string& name, const std::
   }
 }
 
+/// The folder that holds the root of a tree. It may be reached through links, also a final one: whoever names a folder
+/// for applications decides where it lies. From the root on nothing is followed.
+Descriptor openFolderOf(const Path& root) {
+  Descriptor folder(::open(root.parent().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!folder) throwErrno("open", root.parent().string());
+  return folder;
+}
+
 void syncItem(int folder, const std::string& name, int depth) {
   checkDepth(depth, name);
   const auto kind = kindOf(statusAt(folder, name).st_mode);
@@ -140,8 +148,8 @@ std::vector<TreeItem> walkTree(const Path& root) {
 }
 
 void copyTree(const Path& from, const Path& to) {
-  const auto fromFolder = openDirectory(AT_FDCWD, from.parent().c_str());
-  const auto toFolder = openDirectory(AT_FDCWD, to.parent().c_str());
+  const auto fromFolder = openFolderOf(from);
+  const auto toFolder = openFolderOf(to);
   copyItem(fromFolder.get(), toFolder.get(), std::string(from.lastComponent()), std::string(to.lastComponent()), 0);
 }
 
@@ -150,14 +158,12 @@ void removeTree(const Path& path) {
   const int code = renameExclusively(path.c_str(), hidden.c_str());
   if (code == ENOENT) return;
   if (code != 0) throwErrno("set aside", path.string(), code);
-  const Descriptor folder(::open(hidden.parent().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!folder) throwErrno("open", hidden.parent().string());
+  const auto folder = openFolderOf(hidden);
   removeItem(folder.get(), std::string(hidden.lastComponent()), 0);
 }
 
 void syncTree(const Path& root) {
-  const Descriptor folder(::open(root.parent().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!folder) throwErrno("open", root.parent().string());
+  const auto folder = openFolderOf(root);
   syncItem(folder.get(), std::string(root.lastComponent()), 0);
   syncDescriptor(folder.get(), root.parent().string());
 }

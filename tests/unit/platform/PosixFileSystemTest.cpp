@@ -205,6 +205,18 @@ TEST_F(PosixFileSystemTest, copiesATreeWithModesTimesAttributesAndLinks) {
   EXPECT_EQ(status.st_mtim.tv_nsec, 7);
 }
 
+TEST_F(PosixFileSystemTest, copiesSyncsAndRemovesATreeInAFolderThatIsReachedThroughALink) {
+  writeFile(folder / "from" / "tree" / "file", "x");
+  std::filesystem::create_directory((folder / "to").string());
+  link(folder / "from", folder / "linkFrom");
+  link(folder / "to", folder / "linkTo");
+  files.copyTree(folder / "linkFrom" / "tree", folder / "linkTo" / "copy");
+  files.syncTree(folder / "linkTo" / "copy");
+  EXPECT_EQ(readFile(folder / "to" / "copy" / "file"), "x");
+  files.removeTree(folder / "linkTo" / "copy");
+  EXPECT_TRUE(files.list(folder / "to").empty());
+}
+
 TEST_F(PosixFileSystemTest, copiesNothingOverWhatExists) {
   writeFile(folder / "tree" / "file", "new");
   writeFile(folder / "copy" / "file", "old");
