@@ -1,5 +1,7 @@
 #include "platform/URL.h"
 
+#include <algorithm>
+
 // The library's definitions are compiled here and nowhere else: the program uses it as headers only.
 #if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC diagnostic push
@@ -18,10 +20,28 @@ namespace {
 
 std::string text(boost::core::string_view view) { return std::string(view.data(), view.size()); }
 
+/// Whether a text has only the characters of RFC 3986 (section 2).
+bool hasOnlyURLCharacters(std::string_view source) {
+  constexpr std::string_view marks = "-._~:/?#[]@!$&'()*+,;=%";
+  return std::ranges::all_of(
+      source, [&](char c) { return isAsciiLetter(c) || isAsciiDigit(c) || marks.find(c) != marks.npos; });
+}
+
+/// Whether a scheme is followed by neither an authority nor a path, but by something else ("s:?query"). The grammar
+/// allows it, no request could be sent to it, and version 1.81 of the library fails an assertion of its own over it.
+bool lacksPathBehindScheme(std::string_view source) {
+  const auto end = source.find_first_of(":/?#");
+  return end != source.npos && source[end] == ':' && end + 1 < source.size() &&
+         std::string_view("?#[]").find(source[end + 1]) != std::string_view::npos;
+}
+
+/// What may be given to the library's parser at all.
+bool isParseable(std::string_view source) { return hasOnlyURLCharacters(source) && !lacksPathBehindScheme(source); }
+
 }  // namespace
 
 std::optional<URL> URL::parse(std::string_view source) {
-  if (source.empty()) return std::nullopt;
+  if (source.empty() || !isParseable(source)) return std::nullopt;
   const auto parsed = boost::urls::parse_uri_reference({source.data(), source.size()});
   if (!parsed) return std::nullopt;
 
@@ -45,6 +65,7 @@ std::optional<URL> URL::parse(std::string_view source) {
 }
 
 std::optional<URL> URL::resolve(std::string_view reference) const {
+  if (!isParseable(reference)) return std::nullopt;
   const auto base = boost::urls::parse_uri({text_.data(), text_.size()});
   const auto relative = boost::urls::parse_uri_reference({reference.data(), reference.size()});
   if (!base || !relative) return std::nullopt;

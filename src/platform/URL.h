@@ -10,8 +10,8 @@ namespace brindlewick {
 /// A URL or relative reference (RFC 3986), parsed once. The parts read here are the parts that are checked and the
 /// parts that are requested: nothing downstream parses the text again, so a check and a connection cannot disagree.
 ///
-/// Refused although the grammar allows them: the empty text, and a host with percent-encoding (an IPv6 zone
-/// included), which readers decode differently.
+/// Refused although the grammar allows them: the empty text; a host with percent-encoding (an IPv6 zone included),
+/// which readers decode differently; and a scheme with neither authority nor path behind it ("https:?query").
 class URL {
  public:
   [[nodiscard]] static std::optional<URL> parse(std::string_view text);

@@ -13,6 +13,15 @@ TEST(URLParse, refusesWhatIsNoURLReference) {
     EXPECT_FALSE(URL::parse(text)) << text;
 }
 
+TEST(URLParse, refusesWhatNoPathMayHaveBehindTheScheme) {
+  // Each of these trips an assertion inside the library.
+  for (const char* text :
+       {"s:\x12", "https:\x12", "s:[", "https:[", "s:^", "s:\"", "s:|x", "s:\x7f", "s:?x", "s:#x", "https:?", "s:]"}) {
+    EXPECT_FALSE(URL::parse(text)) << text;
+    EXPECT_FALSE(URL::parse("https://host/")->resolve(text)) << text;
+  }
+}
+
 TEST(URLParse, refusesAPercentEncodedHost) {
   EXPECT_FALSE(URL::parse("https://ex%61mple.com/"));
   EXPECT_FALSE(URL::parse("https://[fe80::1%25eth0]/"));
