@@ -65,6 +65,16 @@ class Prepare(InstallScenario):
         self.assert_prepared(updater("prepare-install", *options(**self.install_options()), environment=environment))
 
 
+    def test_15_passes_paths_to_tools_as_they_are(self):
+        self.staging = os.path.join(self.home, "st[a]*?ging $HOME;' x")
+        self.applications = os.path.join(self.home, "-a \"b\"\n'c' $(exit) `d` %s")
+        os.mkdir(self.applications)
+        self.installed = os.path.join(self.applications, APP)
+        self.install(version="2.3.0", build=100)
+        self.stage()
+        self.assert_prepared(self.prepare())
+
+
 class PrepareRefusesAnArchive(InstallScenario):
     def assert_refused(self, message, *extra, **form):
         entries = self.entries()
@@ -347,6 +357,27 @@ class PrepareRefusesWhatIsStaged(InstallScenario):
     def test_6_for_another_application(self):
         self.stage()
         self.assert_failed(self.prepare(app_identifier="com.other.app"), "The update is intended for a different application.")
+
+    def test_20_that_is_exchanged_between_the_checks_and_the_expansion(self):
+        """Only the hash is checked before; what is expanded is verified by what it is."""
+        for shape, message in (({"team": "OTHER98765"}, WRONG_TEAM), ({"version": "2.3.9", "build": 117}, WRONG_VERSION),
+                               ({"no_ticket": True}, GATEKEEPER)):
+            with self.subTest(shape=shape):
+                other = os.path.join(self.folder, "other.zip")
+                self.stage(**shape)
+                shutil.copy(self.archive, other)
+                self.stage()
+                victim = os.path.join(self.staged, "BrindlewickUpdate.zip")
+                os.rename("/usr/bin/zipinfo", "/usr/bin/zipinfo.real")
+                with open("/usr/bin/zipinfo", "w") as file:
+                    file.write(f'#!/bin/sh\n/usr/bin/zipinfo.real "$@" || exit\n[ "$1" = -1 ] || cp "{other}" "{victim}"\n')
+                os.chmod("/usr/bin/zipinfo", 0o755)
+                try:
+                    run = self.prepare()
+                finally:
+                    os.rename("/usr/bin/zipinfo.real", "/usr/bin/zipinfo")
+                self.assert_failed(run, message)
+                self.assertEqual(sorted(os.listdir(self.staged)), ["BrindlewickUpdate.zip", "receipt.json"])
 
     def test_with_bad_arguments(self):
         self.stage()
