@@ -65,6 +65,16 @@ class Prepare(InstallScenario):
         self.assert_prepared(updater("prepare-install", *options(**self.install_options()), environment=environment))
 
 
+    def test_15_passes_paths_to_tools_as_they_are(self):
+        self.staging = os.path.join(self.home, "st[a]*?ging $HOME;' x")
+        self.applications = os.path.join(self.home, "-a \"b\"\n'c' $(exit) `d` %s")
+        os.mkdir(self.applications)
+        self.installed = os.path.join(self.applications, APP)
+        self.install(version="2.3.0", build=100)
+        self.stage()
+        self.assert_prepared(self.prepare())
+
+
 class PrepareRefusesAnArchive(InstallScenario):
     def assert_refused(self, message, *extra, **form):
         entries = self.entries()
@@ -218,15 +228,11 @@ class PrepareRefusesABundle(InstallScenario):
                 self.assert_refused(message, change(key, value))
 
     def test_39_altered_after_signing(self):
-        def flip(relative, at):
-            def spoil(bundle):
-                with open(os.path.join(bundle, relative), "r+b") as file:
-                    file.seek(at)
-                    byte = file.read(1)
-                    file.seek(at)
-                    file.write(bytes([byte[0] ^ 1]))
-            return spoil
+        for place in ("executable", "resource", "info"):
+            with self.subTest(place=place):
+                self.assert_refused(INVALID_BUNDLE if place == "info" else INVALID_SIGNATURE, tamper=place)
 
+    def test_39_with_something_added_or_without_its_seal(self):
         def add(bundle):
             with open(os.path.join(bundle, "Contents/Resources/added"), "w") as file:
                 file.write("not sealed")
@@ -234,10 +240,13 @@ class PrepareRefusesABundle(InstallScenario):
         def remove_seal(bundle):
             shutil.rmtree(os.path.join(bundle, "Contents/_CodeSignature"))
 
-        for name, spoil in (("code", flip("Contents/MacOS/Brindlewick", 20_000)), ("seal", flip("Contents/_CodeSignature/CodeResources", 200)),
-                            ("added", add), ("removed", remove_seal)):
-            with self.subTest(what=name):
+        for spoil in (add, remove_seal):
+            with self.subTest(spoil=spoil.__name__):
                 self.assert_refused(INVALID_SIGNATURE, spoil)
+
+    def test_39_altered_in_nested_code(self):
+        """Which the signature of the application seals by its own signature only, as macOS does; Gatekeeper looks."""
+        self.assert_refused(GATEKEEPER, nested=True, tamper="nested")
 
     def test_44_that_is_a_script_without_a_property_list(self):
         self.stage_bytes(archive(Entry(f"{APP}/Contents/MacOS/Brindlewick", b"#!/bin/sh\n", mode=0o100755)))
@@ -247,27 +256,28 @@ class PrepareRefusesABundle(InstallScenario):
         self.assert_refused(WRONG_TEAM, team="OTHER98765")
 
     def test_unsigned_or_signed_by_nobody(self):
-        self.assert_refused(INVALID_SIGNATURE, sign="none")
-        self.assert_refused(INVALID_SIGNATURE, sign="adhoc")
+        self.assert_refused(INVALID_SIGNATURE, unsigned=True)
+        self.assert_refused(INVALID_SIGNATURE, ad_hoc=True)
 
     def test_under_a_root_that_the_program_does_not_trust(self):
-        self.assert_refused(INVALID_SIGNATURE, root="other")
+        self.assert_refused(INVALID_SIGNATURE, pki="other")
 
     def test_for_one_architecture(self):
-        self.assert_refused(WRONG_ARCHITECTURE, architectures="arm64")
-        self.assert_refused(WRONG_ARCHITECTURE, architectures="x86_64")
+        self.assert_refused(WRONG_ARCHITECTURE, thin="arm64")
+        self.assert_refused(WRONG_ARCHITECTURE, thin="x86_64")
 
     def test_without_a_ticket(self):
-        self.assert_refused(GATEKEEPER, ticket="none")
+        self.assert_refused(GATEKEEPER, no_ticket=True)
 
-    def test_41_whose_executable_lies_elsewhere(self):
-        for name in ("../../../../../usr/bin/true", "/usr/bin/true", "..", "sub/Brindlewick"):
-            with self.subTest(name=name):
-                self.stage(executable_key=name)
-                before = snapshot(self.folder)
-                run = self.prepare()
-                self.assertIn(run.answer["message"], (INVALID_BUNDLE, INVALID_SIGNATURE))
-                self.assertEqual(snapshot(self.folder), before)
+    def test_with_a_ticket_that_was_altered(self):
+        self.assert_refused(GATEKEEPER, tamper="ticket")
+
+    def test_41_whose_executable_is_named_by_a_path(self):
+        self.stage(executable="../MacOS/Brindlewick")
+        before = snapshot(self.folder)
+        run = self.prepare()
+        self.assertIn(run.answer["message"], (INVALID_BUNDLE, INVALID_SIGNATURE))
+        self.assertEqual(snapshot(self.folder), before)
 
 
 class PrepareRefusesTheInstalledApplication(InstallScenario):
@@ -284,11 +294,17 @@ class PrepareRefusesTheInstalledApplication(InstallScenario):
 
     def test_that_is_another_one_or_not_signed(self):
         self.stage()
-        for message, shape in ((WRONG_IDENTITY, {"identifier": "com.other.app"}), (INVALID_SIGNATURE, {"sign": "none"}),
-                               (INVALID_SIGNATURE, {"sign": "adhoc"}), (WRONG_ARCHITECTURE, {"architectures": "arm64"})):
+        for message, shape in ((WRONG_IDENTITY, {"identifier": "com.other.app"}), (INVALID_SIGNATURE, {"unsigned": True}),
+                               (INVALID_SIGNATURE, {"ad_hoc": True}), (WRONG_ARCHITECTURE, {"thin": "arm64"})):
             with self.subTest(shape=shape):
                 self.install(version="2.3.0", build=100, **shape)
                 self.assert_prepare_fails(message)
+
+    def test_39_but_not_for_its_nested_code(self):
+        """No assessment is asked for what is installed: known, and the same on macOS."""
+        self.install(version="2.3.0", build=100, nested=True, tamper="nested")
+        self.stage()
+        self.assert_prepared(self.prepare())
 
     def test_19_only_when_its_own_path_is_a_link(self):
         self.stage()
@@ -341,6 +357,27 @@ class PrepareRefusesWhatIsStaged(InstallScenario):
     def test_6_for_another_application(self):
         self.stage()
         self.assert_failed(self.prepare(app_identifier="com.other.app"), "The update is intended for a different application.")
+
+    def test_20_that_is_exchanged_between_the_checks_and_the_expansion(self):
+        """Only the hash is checked before; what is expanded is verified by what it is."""
+        for shape, message in (({"team": "OTHER98765"}, WRONG_TEAM), ({"version": "2.3.9", "build": 117}, WRONG_VERSION),
+                               ({"no_ticket": True}, GATEKEEPER)):
+            with self.subTest(shape=shape):
+                other = os.path.join(self.folder, "other.zip")
+                self.stage(**shape)
+                shutil.copy(self.archive, other)
+                self.stage()
+                victim = os.path.join(self.staged, "BrindlewickUpdate.zip")
+                os.rename("/usr/bin/zipinfo", "/usr/bin/zipinfo.real")
+                with open("/usr/bin/zipinfo", "w") as file:
+                    file.write(f'#!/bin/sh\n/usr/bin/zipinfo.real "$@" || exit\n[ "$1" = -1 ] || cp "{other}" "{victim}"\n')
+                os.chmod("/usr/bin/zipinfo", 0o755)
+                try:
+                    run = self.prepare()
+                finally:
+                    os.rename("/usr/bin/zipinfo.real", "/usr/bin/zipinfo")
+                self.assert_failed(run, message)
+                self.assertEqual(sorted(os.listdir(self.staged)), ["BrindlewickUpdate.zip", "receipt.json"])
 
     def test_with_bad_arguments(self):
         self.stage()

@@ -16,7 +16,8 @@ import time
 import zip_bytes
 from world import Scenario, World, failure, options, run_quietly, updater
 
-PROGRAMS = 6
+# The updater, the maker of bundles, the folder with the root that the updater trusts, and the four commands.
+PROGRAMS = 7
 COMMANDS = {"ditto": "/usr/bin/ditto", "lipo": "/usr/bin/lipo", "open": "/usr/bin/open", "spctl": "/usr/sbin/spctl"}
 UPDATED = "Brindlewick was updated successfully."
 PREPARED = "The signed update is verified and ready to install."
@@ -41,8 +42,8 @@ UNSAFE_STAGING = "The update staging directory is unsafe."
 class InstallWorld(World):
     def __init__(self, folder):
         super().__init__(folder)
-        self.bundle_maker = os.path.realpath(sys.argv[2])
-        self.commands = dict(zip(COMMANDS, (os.path.realpath(path) for path in sys.argv[3:7])))
+        self.bundle_maker, self.pki, *commands = (os.path.realpath(path) for path in sys.argv[2:2 + PROGRAMS - 1])
+        self.commands = dict(zip(COMMANDS, commands))
         layers = os.path.join(folder, "layers")
         os.mkdir(layers)
         run_quietly("mount", "-t", "tmpfs", "layers", layers)
@@ -62,13 +63,16 @@ class InstallWorld(World):
                 os.remove(place)
             shutil.copy(self.commands[name], place)
 
-    def bundle(self, **shape):
-        """A signed bundle of this shape, made once."""
-        words = options(**shape)
+    def bundle(self, pki="trusted", **shape):
+        """A signed bundle of this shape, made once. The certificates of another `pki` end in a root of their own."""
+        folder = self.pki if pki == "trusted" else os.path.join(self.folder, pki)
+        words = ["--pki", folder]
+        for name, value in shape.items():
+            words += ["--" + name.replace("_", "-")] + ([] if value is True else [str(value)])
         kept = os.path.join(self.bundles, hashlib.sha256(repr(words).encode()).hexdigest()[:16], "Brindlewick.app")
         if not os.path.exists(kept):
             os.makedirs(os.path.dirname(kept))
-            run_quietly(self.bundle_maker, *words, kept)
+            run_quietly(self.bundle_maker, "--output", kept, *words)
         return kept
 
 
