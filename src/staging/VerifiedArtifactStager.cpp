@@ -22,6 +22,17 @@ std::string hashRegularFile(FileSystem& files, const Path& file) {
   return ArtifactHasher::sha256Hex(*item);
 }
 
+/// Opens an item of a staged directory. One that is missing is as unsafe as one of another kind.
+std::unique_ptr<OpenItem> openStaged(FileSystem& files, const Path& file) {
+  try {
+    auto item = files.open(file);
+    require(item->attributes().kind == FileKind::regular, unsafeStagingDirectory);
+    return item;
+  } catch (const PlatformError&) {
+    throw Failure(unsafeStagingDirectory);
+  }
+}
+
 /// Makes every directory that was created durable, from `path` up to the one that was there before.
 void syncCreated(FileSystem& files, const Path& path, const Path& firstExisting) {
   for (Path folder = path; folder != firstExisting; folder = folder.parent()) files.sync(folder.parent());
@@ -63,10 +74,8 @@ StagedUpdate fill(FileSystem& files, const Path& candidate, const Path& download
 }
 
 StagedUpdateReceipt readReceipt(FileSystem& files, const Path& file) {
-  const auto item = files.open(file);
-  const auto& attributes = item->attributes();
-  require(attributes.kind == FileKind::regular, unsafeStagingDirectory);
-  require(attributes.byteCount <= StagedUpdateReceipt::maximumByteCount, unsafeStagingDirectory);
+  const auto item = openStaged(files, file);
+  require(item->attributes().byteCount <= StagedUpdateReceipt::maximumByteCount, unsafeStagingDirectory);
   const auto content = unwrap(readWhole(*item, StagedUpdateReceipt::maximumByteCount), unsafeStagingDirectory);
   auto receipt = StagedUpdateReceipt::decode(content);
   if (!receipt) throw PlatformError("decode", file.string(), std::make_error_code(std::errc::illegal_byte_sequence));
@@ -110,7 +119,7 @@ ValidatedUpdate VerifiedArtifactStager::reverify(FileSystem& files, const Path& 
   require(receipt.version == manifest.version && receipt.build == manifest.build &&
               receipt.artifactSHA256 == manifest.artifactSHA256,
           invalidSignature);
-  const auto hash = hashRegularFile(files, stagedDirectory / receipt.artifactFileName);
+  const auto hash = ArtifactHasher::sha256Hex(*openStaged(files, stagedDirectory / receipt.artifactFileName));
   require(hash == receipt.artifactSHA256, artifactHashMismatch);
   return update;
 }
