@@ -352,7 +352,7 @@ class PrepareRefusesWhatIsStaged(InstallScenario):
                     json.dump({k: v for k, v in {**good, key: value}.items() if v is not None}, file)
                 self.assert_prepare_fails(message)
         os.remove(path)
-        self.assert_prepare_fails(FAILED_SAFELY)
+        self.assert_prepare_fails(UNSAFE_STAGING)
 
     def test_6_for_another_application(self):
         self.stage()
