@@ -81,8 +81,8 @@ TEST(ApplyInstall, recordsTheSentenceOfAFailureAndRelaunchesTheOldApplication) {
 
 TEST(ApplyInstall, recordsAFixedSentenceForAFailureWithoutOne) {
   Application world;
-  world.disk.removeTree(world.staged / "receipt.json");
-  EXPECT_THAT([&] { world.applyInstall(); }, testing::failsWith(errc::no_such_file_or_directory));
+  testing::writeFile(world.staged / "receipt.json", "{}", 0600);
+  EXPECT_THAT([&] { world.applyInstall(); }, testing::failsWith(errc::illegal_byte_sequence));
   EXPECT_EQ(readFile(world.resultFile), recordOf("false", "The update was not installed."));
   EXPECT_THAT(world.relaunches(), ElementsAre(relaunch));
 }
