@@ -1,0 +1,131 @@
+#include <filesystem>
+
+#include "support/codesign/ByteWriter.h"
+#include "support/codesign/PropertyListText.h"
+#include "unit/codesign/SigningCase.h"
+
+namespace brindlewick::testing {
+namespace {
+
+const std::string library = "Frameworks/libwords.dylib";
+const std::string helper = "Helpers/helper";
+const std::string framework = "Frameworks/Core.framework";
+
+void nestLibrary(World& world) {
+  world.bundle.nested[library] = BundleShape::file("libwords", dynamicLibraryFile, SignatureKind::certificate);
+}
+
+void nestAdHocHelper(World& world) {
+  world.bundle.nested[helper] = BundleShape::file("helper", executableFile, SignatureKind::adHoc);
+}
+
+std::function<void(World&)> nestsFramework(BundleLayout layout) {
+  return [layout](World& world) {
+    NestedItem item;
+    item.code = std::make_shared<BundleShape>(BundleShape::framework("Core", layout));
+    world.bundle.nested[framework] = item;
+  };
+}
+
+void nestVersionedFramework(World& world) { nestsFramework(BundleLayout::versioned)(world); }
+
+/// Information in the file itself, which the slot of Info.plist then seals.
+void nestLibraryWithInformation(World& world) {
+  nestLibrary(world);
+  for (SliceShape& slice : std::get<CodeFileShape>(world.bundle.nested[library].code).slices)
+    slice.informationSection = plist::document(plist::dictionary({{"CFBundleIdentifier", plist::string("libwords")}}));
+}
+
+/// A library of the same signer, but not the one that was sealed.
+void replaceLibrary(World& world) {
+  nestLibrary(world);
+  world.onDisk([certificates = world.certificates](const Path& application) {
+    const SigningContext context{"libother", "TEAM123456", {}, TestPKI::issued(certificates)};
+    writeFile(application / "Contents" / library,
+              asText(signedCode(CodeFileShape::universal(dynamicLibraryFile, 11), context).file), 0755);
+  });
+}
+
+void stripLibrary(World& world) {
+  nestLibrary(world);
+  CodeFileShape stripped = CodeFileShape::universal(dynamicLibraryFile, 9);
+  for (SliceShape& slice : stripped.slices) slice.signature.kind = SignatureKind::none;
+  world.onDisk([stripped, certificates = world.certificates](const Path& application) {
+    const SigningContext context{"libwords", "TEAM123456", {}, TestPKI::issued(certificates)};
+    writeFile(application / "Contents" / library, asText(signedCode(stripped, context).file), 0755);
+  });
+}
+
+/// One architecture's hash is another one's: the requirement then knows only the other architecture.
+void nestHelperWithAWrongHash(World& world) {
+  nestAdHocHelper(world);
+  NestedItem& item = world.bundle.nested[helper];
+  const SigningContext context{item.identifier, item.team, {}, TestPKI::issued(world.certificates)};
+  std::vector<Bytes> hashes = signedCode(std::get<CodeFileShape>(item.code), context).codeHashes;
+  hashes.at(1).at(0) ^= 1;
+  item.requirement = codeHashRequirement(hashes);
+}
+
+void flipNestedCode(World& world, const std::string& path) { world.flip(path, 0x4000 + 0x5000); }
+
+void pointCurrentOutside(World& world) {
+  nestVersionedFramework(world);
+  world.remove("Contents/" + framework + "/Versions/Current");
+  world.addLink("Contents/" + framework + "/Versions/Current", "../../Core.framework/Versions/A");
+}
+
+void addUnsignedVersion(World& world) {
+  nestVersionedFramework(world);
+  world.addFile("Contents/" + framework + "/Versions/B/Core", "not even a Mach-O file", 0755);
+}
+
+/// A signed tool where no rule expects code: its bytes are sealed like those of any file.
+void sealToolAsAResource(World& world) {
+  const SigningContext context{"tool", "TEAM123456", {}, TestPKI::issued(world.certificates)};
+  const Bytes tool = signedCode(CodeFileShape::universal(executableFile, 13), context).file;
+  world.bundle.items["Resources/tool"] = FileItem{std::string(asText(tool)), 0755};
+}
+
+const std::vector<SigningCase> cases = {
+    {53, "aLibrary", accepted, nestLibrary, [](World& w) { w.flip(library, 0x4000 + 0x6F10 + 60); }},
+    {53, "aLibraryWithInformation", accepted, nestLibraryWithInformation,
+     [](World& w) { w.flipText(library, "libwords"); }},
+    {54, "anotherLibrary", invalid, replaceLibrary},
+    {54, "theLibraryRemoved", invalid,
+     [](World& w) {
+       nestLibrary(w);
+       w.remove("Contents/" + library);
+     }},
+    {54, "theLibraryUnsigned", invalid, stripLibrary},
+    {55, "anAdHocHelper", accepted, nestAdHocHelper, [](World& w) { w.flip(helper, 0x4000 + 0x6F10 + 60); }},
+    {55, "anAdHocHelperOfAnotherHash", invalid, nestHelperWithAWrongHash},
+    {56, "nestedCodeChanged", notAssessed,
+     [](World& w) {
+       nestLibrary(w);
+       flipNestedCode(w, library);
+     }},
+    {56, "nestedResourceChanged", notAssessed,
+     [](World& w) {
+       nestsFramework(BundleLayout::flat)(w);
+       w.flip(framework + "/Resources/data.txt", 0);
+     }},
+    {56, "nestedFrameworkWithoutLinks", accepted, nestsFramework(BundleLayout::flat),
+     [](World& w) { w.flipText(framework + "/Info.plist", "FMWK"); }},
+    {57, "aFrameworkWithVersions", accepted, nestVersionedFramework,
+     [](World& w) { w.flipText(framework + "/Versions/A/Resources/Info.plist", "FMWK"); }},
+    {57, "aFileInTheFrameworksRoot", invalid,
+     [](World& w) {
+       nestVersionedFramework(w);
+       w.addFile("Contents/" + framework + "/extra");
+     }},
+    {57, "currentVersionOutside", invalid, pointCurrentOutside},
+    {57, "aSecondVersionUnsigned", invalid, addUnsignedVersion},
+    {58, "codeSealedAsAResource", accepted, sealToolAsAResource, [](World& w) { w.flip("Resources/tool", 0x9000); }},
+};
+
+class NestedCodeCases : public SigningCaseTest {};
+TEST_P(NestedCodeCases, getTheirVerdict) { run(GetParam()); }
+INSTANTIATE_TEST_SUITE_P(All, NestedCodeCases, ::testing::ValuesIn(cases), caseName);
+
+}  // namespace
+}  // namespace brindlewick::testing

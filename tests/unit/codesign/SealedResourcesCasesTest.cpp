@@ -1,0 +1,71 @@
+#include <algorithm>
+
+#include "support/codesign/PropertyListText.h"
+#include "unit/codesign/SigningCase.h"
+
+namespace brindlewick::testing {
+namespace {
+
+constexpr const char* everything = "^.*";
+
+std::function<void(World&)> addsRule(const std::string& pattern, const std::string& effect) {
+  return [=](World& world) { world.bundle.seal.rules.emplace_back(pattern, effect); };
+}
+
+std::string weighted(const std::string& effect, const std::string& weight) {
+  return plist::dictionary({{effect, "<true/>"}, {"weight", weight}});
+}
+
+std::function<void(World&)> replacesRule(const std::string& pattern, const std::string& effect) {
+  return [=](World& world) {
+    for (auto& rule : world.bundle.seal.rules)
+      if (rule.first == pattern) rule.second = effect;
+  };
+}
+
+void removeFirstRule(World& world) {
+  std::erase_if(world.bundle.seal.rules, [](const ResourceRule& rule) { return rule.first == everything; });
+}
+
+std::function<void(World&)> sealsIcon(const std::string& element) {
+  return [=](World& world) { world.bundle.seal.entries["Resources/icon.icns"] = element; };
+}
+
+std::function<void(World&)> removes(const std::string& path) {
+  return [=](World& world) { world.remove(path); };
+}
+
+const std::vector<SigningCase> cases = {
+    {41, "aResourceChanged", invalid, [](World& w) { w.flip("Resources/words/list.txt", 0); }},
+    {41, "aResourceAdded", invalid, [](World& w) { w.addFile("Contents/Resources/new.txt"); }},
+    {41, "aResourceRemoved", invalid, removes("Contents/Resources/words/list.txt")},
+    {42, "anOptionalFileRemoved", accepted, removes("Contents/Resources/en.lproj/Localizable.strings"),
+     [](World& w) { w.flip("Resources/Base.lproj/Main.nib", 0); }},
+    {42, "anOptionalFileChanged", invalid, [](World& w) { w.flip("Resources/en.lproj/Localizable.strings", 0); }},
+    {42, "aFileAddedToALanguage", invalid, [](World& w) { w.addFile("Contents/Resources/en.lproj/New.strings"); }},
+    {42, "aFileOfTheBaseLanguageRemoved", invalid, removes("Contents/Resources/Base.lproj/Main.nib")},
+    {50, "aFurtherOmission", invalid, addsRule("^Resources/words/", weighted("omit", "<real>30</real>"))},
+    {50, "aFurtherRuleThatIsFalse", invalid, addsRule("^Resources/words/", "<false/>")},
+    {50, "noRuleForEverything", invalid, removeFirstRule},
+    {50, "theRuleForEverythingIsADictionary", invalid, replacesRule(everything, weighted("nothing", "<real>1</real>"))},
+    {50, "aBadPattern", invalid, addsRule("^Resources/(", "<true/>")},
+    {51, "versionOneOnly", invalid, [](World& w) { w.bundle.seal.hasRules2 = w.bundle.seal.hasFiles2 = false; }},
+    {51, "filesWithoutRules", invalid, [](World& w) { w.bundle.seal.hasRules2 = false; }},
+    {51, "weightsAsReals", accepted,
+     replacesRule("^version\\.plist$", "<dict><key>weight</key><real>20.75</real></dict>"),
+     [](World& w) { w.flip("Resources/icon.icns", 0); }},
+    {51, "weightsAsIntegers", accepted,
+     replacesRule("^version\\.plist$", "<dict><key>weight</key><integer>20</integer></dict>"),
+     [](World& w) { w.flip("Resources/icon.icns", 0); }},
+    {51, "twoRulesOfOneWeight", invalid, addsRule("^Resources/words/", weighted("optional", "<real>20</real>"))},
+    {52, "sealedForSHA1Only", invalid, sealsIcon(fileSeal(asBytes("icns, or so the name says"), {1}, false))},
+    {52, "sealIsANumber", invalid, sealsIcon("<integer>5</integer>")},
+    {52, "sealIsAnOldOne", invalid, sealsIcon(plist::data(slotDigest(asBytes("icns, or so the name says"), 1)))},
+};
+
+class SealedResourcesCases : public SigningCaseTest {};
+TEST_P(SealedResourcesCases, getTheirVerdict) { run(GetParam()); }
+INSTANTIATE_TEST_SUITE_P(All, SealedResourcesCases, ::testing::ValuesIn(cases), caseName);
+
+}  // namespace
+}  // namespace brindlewick::testing
