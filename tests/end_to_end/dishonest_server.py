@@ -53,7 +53,8 @@ class DishonestServer:
         self.listener.listen(16)
         self.port = self.listener.getsockname()[1]
         self.url = "https://%s:%d" % (host, self.port)
-        threading.Thread(target=self.accept, daemon=True).start()
+        self.acceptor = threading.Thread(target=self.accept, daemon=True)
+        self.acceptor.start()
 
     def accept(self):
         while True:
@@ -85,6 +86,10 @@ class DishonestServer:
             return  # the client may leave whenever it likes
 
     def close(self):
+        """Ends the accepting thread before the descriptor: otherwise it could accept for the next server, which may be
+        given the same number."""
+        self.listener.shutdown(socket.SHUT_RDWR)
+        self.acceptor.join()
         self.listener.close()
 
     def __enter__(self):
