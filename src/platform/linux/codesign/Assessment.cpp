@@ -42,12 +42,14 @@ bool isApplication(const ValidatedCode& code) {
 }  // namespace
 
 Assessment assess(const Path& path, const CodeSigningTrust& trust) try {
-  const Folder application = Folder::open(path);
+  const auto item = openCode(path);
+  const auto* application = std::get_if<Folder>(&item);
+  if (application == nullptr) return {false, "not an application"};
   const CodeValidation validation(trust, NestedCodeDepth::deep);
-  const ValidatedCode code = validation.bundle(Folder::open(path), path.lastComponent());
+  const ValidatedCode code = validation.bundle(application->folder("."), path.lastComponent());
   if (!isApplication(code)) return {false, "not an application"};
   if (!isDeveloperID(code)) return {false, "no Developer ID"};
-  if (!isNotarized(application, code, trust)) return {false, "Unnotarized Developer ID"};
+  if (!isNotarized(*application, code, trust)) return {false, "Unnotarized Developer ID"};
   return {true, "Notarized Developer ID"};
 } catch (const std::exception&) {
   return {false, "no usable signature"};

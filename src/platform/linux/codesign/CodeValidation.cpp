@@ -63,8 +63,7 @@ void CodeValidation::addLayout(ValidatedCode& code, const BundleLayout& layout, 
     for (const SliceIdentity& slice : slices)
       for (const HashType type : slice.hashTypes)
         if (std::ranges::find(hashTypes, type) == hashTypes.end()) hashTypes.push_back(type);
-    verifySealedResources(layout, envelope,
-                          {hashTypes, checkNestedCode, .confinesLinks = depth_ == NestedCodeDepth::deep});
+    verifySealedResources(layout, envelope, {hashTypes, checkNestedCode, depth_ == NestedCodeDepth::deep});
   }
   std::ranges::move(slices, std::back_inserter(code.slices));
 }

@@ -70,13 +70,11 @@ auto atLastComponent(int directory, std::string_view path, Last last) {
 
 }  // namespace
 
-Folder Folder::open(const Path& path) { return Folder(posix::openDirectory(AT_FDCWD, path.c_str())); }
-
 std::vector<FolderItem> Folder::items() const {
   Descriptor copy = posix::openDirectory(directory_.get(), ".");
   const std::unique_ptr<DIR, int (*)(DIR*)> stream(::fdopendir(copy.get()), ::closedir);
   if (!stream) posix::throwErrno("list", "a folder");
-  copy.release();
+  static_cast<void>(copy.release());  // the stream closes it
   std::vector<FolderItem> found;
   errno = 0;
   while (const dirent* entry = ::readdir(stream.get())) {
@@ -112,6 +110,15 @@ Bytes Folder::content(std::string_view path, std::uint64_t limit) const {
   FileSource source = file(path);
   require(source.size() <= limit, "a file that is read whole is not larger than its limit");
   return source.read(0, source.size());
+}
+
+std::variant<Folder, FileSource> openCode(const Path& path) {
+  Descriptor item = posix::openForReading(AT_FDCWD, path.c_str());
+  struct stat status {};
+  if (::fstat(item.get(), &status) != 0) posix::throwErrno("examine", path.string());
+  if (S_ISDIR(status.st_mode)) return Folder(std::move(item));
+  require(S_ISREG(status.st_mode), "code is a folder or a file");
+  return FileSource(std::move(item), static_cast<std::uint64_t>(status.st_size));
 }
 
 }  // namespace brindlewick::codesign

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <variant>
 #include <vector>
 
 #include "platform/Path.h"
@@ -30,7 +31,6 @@ struct ItemStatus {
 class Folder {
  public:
   explicit Folder(Descriptor directory) noexcept : directory_(std::move(directory)) {}
-  [[nodiscard]] static Folder open(const Path& path);
 
   /// Everything but "." and "..", in no order.
   [[nodiscard]] std::vector<FolderItem> items() const;
@@ -49,5 +49,9 @@ class Folder {
  private:
   Descriptor directory_;
 };
+
+/// Opens what lies at a path, once and for all that is asked of it: a directory or a regular file, but no link to one.
+/// Throws PlatformError when it cannot be opened, Refusal when it is something else.
+[[nodiscard]] std::variant<Folder, FileSource> openCode(const Path& path);
 
 }  // namespace brindlewick::codesign

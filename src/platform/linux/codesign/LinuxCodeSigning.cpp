@@ -1,6 +1,7 @@
 #include "platform/linux/codesign/LinuxCodeSigning.h"
 
-#include <fcntl.h>
+#include <exception>
+#include <variant>
 
 #include "platform/linux/codesign/CodeValidation.h"
 #include "platform/linux/codesign/Refusal.h"
@@ -23,7 +24,8 @@ class LinuxRequirement final : public CodeRequirement {
 /// Validates when it is first asked and keeps the answer.
 class LinuxStaticCode final : public StaticCode {
  public:
-  LinuxStaticCode(const Path& path, const CodeSigningTrust& trust) : path_(path), trust_(trust) {}
+  LinuxStaticCode(std::variant<Folder, FileSource> item, std::string name, const CodeSigningTrust& trust)
+      : item_(std::move(item)), name_(std::move(name)), validation_(trust, NestedCodeDepth::shallow) {}
 
   [[nodiscard]] bool isValid() override { return validated() != nullptr; }
 
@@ -46,20 +48,16 @@ class LinuxStaticCode final : public StaticCode {
   }
 
   /// Whatever goes wrong while code is judged counts against it.
-  [[nodiscard]] std::optional<ValidatedCode> judge() const try {
-    const CodeValidation validation(trust_, NestedCodeDepth::shallow);
-    const Folder parent = Folder::open(path_.parent());
-    const std::string name(path_.lastComponent());
-    const auto status = parent.status(name);
-    if (status && status->kind == ItemKind::directory) return validation.bundle(parent.folder(name), name);
-    FileSource file = parent.file(name);
-    return validation.file(file);
+  std::optional<ValidatedCode> judge() try {
+    if (auto* folder = std::get_if<Folder>(&item_)) return validation_.bundle(std::move(*folder), name_);
+    return validation_.file(std::get<FileSource>(item_));
   } catch (const std::exception&) {
     return std::nullopt;
   }
 
-  Path path_;
-  const CodeSigningTrust& trust_;
+  std::variant<Folder, FileSource> item_;
+  std::string name_;
+  CodeValidation validation_;
   bool isJudged_ = false;
   std::optional<ValidatedCode> code_;
 };
@@ -68,8 +66,10 @@ class LinuxCodeSigning final : public CodeSigning {
  public:
   explicit LinuxCodeSigning(CodeSigningTrust trust) : trust_(std::move(trust)) {}
 
-  [[nodiscard]] std::unique_ptr<StaticCode> staticCode(const Path& path) override {
-    return std::make_unique<LinuxStaticCode>(path, trust_);
+  [[nodiscard]] std::unique_ptr<StaticCode> staticCode(const Path& path) override try {
+    return std::make_unique<LinuxStaticCode>(openCode(path), std::string(path.lastComponent()), trust_);
+  } catch (const std::exception&) {
+    return nullptr;
   }
 
   [[nodiscard]] std::unique_ptr<CodeRequirement> requirement(std::string_view text) override {

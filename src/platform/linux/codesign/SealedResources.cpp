@@ -102,7 +102,7 @@ class ResourceScan {
   }
 
   void judgeLink(const Folder& folder, const std::string& name, const std::string& path) {
-    require(!equalsIgnoringCase(name, ".DS_Store"), "no link takes the name of the Finder's file");
+    require(asciiLowercase(name) != ".ds_store", "no link takes the name of the Finder's file");
     const std::string target = folder.linkTarget(name);
     require(!rules_.confinesLinks || staysInside(path, target), "a link stays inside its bundle");
     if (isUnsealed(path)) return;
