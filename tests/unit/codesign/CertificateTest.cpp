@@ -26,7 +26,8 @@ TEST(Certificate, isReadFromExactlyItsBytes) {
   EXPECT_TRUE(Certificate::fromDER(der).has_value());
   der.push_back(0);
   EXPECT_FALSE(Certificate::fromDER(der).has_value());
-  der.resize(der.size() - 2);
+  der.pop_back();
+  der.pop_back();
   EXPECT_FALSE(Certificate::fromDER(der).has_value());
   EXPECT_FALSE(Certificate::fromDER({}).has_value());
   EXPECT_FALSE(Certificate::fromDER(Bytes(100, 0x30)).has_value());

@@ -62,7 +62,7 @@ const MessageCase shapes[] = {
      flipDirectory},
     {"noEndMark", "a range lies inside its bytes", message([](MessageShape& m) {
        m.outerLengths = der::Length::indefinite;
-       m.spoil = [](Bytes& b) { b.resize(b.size() - 2); };
+       m.spoil = [](Bytes& b) { b.erase(b.end() - 2, b.end()); };
      })},
     {"anRSAKey", content, [](MessageWorld& w) { w.certificates.leaf.keyName = "rsa leaf"; }, flipDirectory},
     {"aMessageOfSHA384", content, message([](MessageShape& m) { m.digest = "sha384"; }), flipDirectory},
