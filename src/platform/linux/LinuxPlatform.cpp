@@ -2,6 +2,7 @@
 
 #include "platform/Platform.h"
 #include "platform/linux/CurlHTTPSSession.h"
+#include "platform/linux/PlistPropertyListReader.h"
 #include "platform/linux/ReferenceSystemVersion.h"
 #include "platform/posix/DescriptorOutput.h"
 #include "platform/posix/Interruption.h"
@@ -20,6 +21,7 @@ Platform makePlatform() {
   platform.files = std::make_unique<PosixFileSystem>();
   platform.processes = std::make_unique<PosixProcessLauncher>();
   platform.https = std::make_unique<CurlHTTPSSessionFactory>(*platform.files);
+  platform.propertyLists = std::make_unique<PlistPropertyListReader>();
   platform.clock = std::make_unique<SystemClock>();
   platform.systemVersion = std::make_unique<ReferenceSystemVersion>();
   platform.output = std::make_unique<DescriptorOutput>();

@@ -65,6 +65,28 @@ void judge(const MessageCase& messageCase) {
   EXPECT_EQ(world.brokenRule(), messageCase.rule);
 }
 
+std::function<void(MessageWorld&)> message(void (*change)(MessageShape&)) {
+  return [change](MessageWorld& world) { change(world.message); };
+}
+
+std::function<void(MessageWorld&)> attributes(void (*change)(std::vector<Bytes>&)) {
+  return [change](MessageWorld& world) { world.message.editAttributes = change; };
+}
+
+Bytes attribute(std::string_view oid, const std::vector<Bytes>& values) {
+  return der::sequence({der::oid(oid), der::set(values)});
+}
+
+Bytes removeAttribute(std::vector<Bytes>& attributes, std::string_view oid) {
+  const Bytes identifier = der::oid(oid);
+  const auto found = std::ranges::find_if(attributes, [&](const Bytes& element) {
+    return std::search(element.begin(), element.end(), identifier.begin(), identifier.end()) != element.end();
+  });
+  Bytes element = *found;
+  attributes.erase(found);
+  return element;
+}
+
 void flipDirectory(MessageWorld& world) { world.directories.front().back() ^= 1; }
 
 void flipSignature(MessageWorld& world) { world.bytes.back() ^= 1; }

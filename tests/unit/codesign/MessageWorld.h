@@ -4,6 +4,7 @@
 #include <optional>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/linux/codesign/SignedMessage.h"
@@ -55,6 +56,14 @@ struct MessageCase {
 };
 
 void judge(const MessageCase& messageCase);
+
+/// Changes the shape of the message, or its signed attributes before they are signed.
+[[nodiscard]] std::function<void(MessageWorld&)> message(void (*change)(MessageShape&));
+[[nodiscard]] std::function<void(MessageWorld&)> attributes(void (*change)(std::vector<Bytes>&));
+/// An attribute, encoded.
+[[nodiscard]] Bytes attribute(std::string_view oid, const std::vector<Bytes>& values);
+/// Takes the attribute with this identifier out of the list.
+Bytes removeAttribute(std::vector<Bytes>& attributes, std::string_view oid);
 
 /// Twins for what is about the whole message.
 void flipDirectory(MessageWorld& world);

@@ -9,40 +9,8 @@
 namespace brindlewick::testing {
 namespace {
 
-std::function<void(MessageWorld&)> message(void (*change)(MessageShape&)) {
-  return [change](MessageWorld& world) { change(world.message); };
-}
-
 std::function<void(MessageWorld&)> spoiled(void (*change)(Bytes&)) {
   return [change](MessageWorld& world) { world.message.spoil = change; };
-}
-
-std::function<void(MessageWorld&)> attributes(void (*change)(std::vector<Bytes>&)) {
-  return [change](MessageWorld& world) { world.message.editAttributes = change; };
-}
-
-/// With directories of SHA-1 and SHA-256, as systems before 10.12 needed them.
-std::function<void(MessageWorld&)> twoDirectories(void (*change)(MessageShape&) = nullptr) {
-  return [change](MessageWorld& world) {
-    world.hashTypes = {1, 2};
-    if (change != nullptr) change(world.message);
-  };
-}
-
-void flipAlternate(MessageWorld& world) { world.directories.back().back() ^= 1; }
-
-Bytes attribute(std::string_view oid, const std::vector<Bytes>& values) {
-  return der::sequence({der::oid(oid), der::set(values)});
-}
-
-Bytes withoutElement(std::vector<Bytes>& elements, std::string_view oid) {
-  const Bytes identifier = der::oid(oid);
-  const auto found = std::ranges::find_if(elements, [&](const Bytes& element) {
-    return std::ranges::search(element, identifier).begin() != element.end();
-  });
-  Bytes element = *found;
-  elements.erase(found);
-  return element;
 }
 
 constexpr const char* contentType = "1.2.840.113549.1.9.3";
@@ -79,33 +47,33 @@ const MessageCase shapes[] = {
 
 const MessageCase signedAttributes[] = {
     {"anotherDigest", content, attributes([](std::vector<Bytes>& all) {
-       withoutElement(all, messageDigest);
+       removeAttribute(all, messageDigest);
        all.push_back(attribute(messageDigest, {der::octets(Bytes(32, 7))}));
      })},
     {"anEmptyDigest", content, attributes([](std::vector<Bytes>& all) {
-       withoutElement(all, messageDigest);
+       removeAttribute(all, messageDigest);
        all.push_back(attribute(messageDigest, {der::octets({})}));
      })},
     {"noDigest", "the signed attributes hold the digest of the content",
-     attributes([](std::vector<Bytes>& all) { withoutElement(all, messageDigest); })},
+     attributes([](std::vector<Bytes>& all) { removeAttribute(all, messageDigest); })},
     {"twoDigests", "a signed attribute stands once", attributes([](std::vector<Bytes>& all) {
-       const Bytes digest = withoutElement(all, messageDigest);
+       const Bytes digest = removeAttribute(all, messageDigest);
        all.insert(all.end(), {digest, digest});
      })},
     {"aDigestOfTwoValues", "an element stands alone", attributes([](std::vector<Bytes>& all) {
-       Bytes value = withoutElement(all, messageDigest);
+       Bytes value = removeAttribute(all, messageDigest);
        value.erase(value.begin(), value.end() - 34);
        all.push_back(attribute(messageDigest, {value, value}));
      })},
     {"aDigestWithoutAValue", "a range lies inside its bytes", attributes([](std::vector<Bytes>& all) {
-       withoutElement(all, messageDigest);
+       removeAttribute(all, messageDigest);
        all.push_back(attribute(messageDigest, {}));
      })},
     {"noContentType", "the signed attributes name the type of the content",
-     attributes([](std::vector<Bytes>& all) { withoutElement(all, contentType); })},
+     attributes([](std::vector<Bytes>& all) { removeAttribute(all, contentType); })},
     {"attributesAboutAnotherType", "the attributes are about content of that type",
      attributes([](std::vector<Bytes>& all) {
-       withoutElement(all, contentType);
+       removeAttribute(all, contentType);
        all.push_back(attribute(contentType, {der::oid("1.2.840.113549.1.7.2")}));
      })},
     {"twoContentTypes", "a signed attribute stands once", attributes([](std::vector<Bytes>& all) {
@@ -122,7 +90,7 @@ const MessageCase signedAttributes[] = {
      [](MessageWorld& w) {
        w.message.timestamp.reset();
        w.message.editAttributes = [](std::vector<Bytes>& all) {
-         withoutElement(all, signingTime);
+         removeAttribute(all, signingTime);
          all.push_back(attribute(signingTime, {der::null()}));
        };
      }},
@@ -138,93 +106,12 @@ const MessageCase signedAttributes[] = {
      [](MessageWorld& w) { w.flipAt(der::oid(signingTime), 16); }},
 };
 
-const MessageCase hashAgility[] = {
-    {"oneDirectoryWithoutTheAttributes", content,
-     message([](MessageShape& m) { m.listsCodeHashes = m.listsDigests = false; }), flipDirectory},
-    {"twoDirectories", "the list holds the directories' code hashes in order", twoDirectories(), flipAlternate},
-    {"digestsInTheOrderThatOpenSSLWouldSort", "the list holds the directories' code hashes in order",
-     twoDirectories([](MessageShape& m) { m.digestsInDEROrder = false; }), flipAlternate},
-    {"theBestDirectoryFirst", content,
-     [](MessageWorld& w) {
-       w.hashTypes = {2, 1};
-     },
-     flipDirectory},
-    {"everyHashType", "the list holds the directories' code hashes in order",
-     [](MessageWorld& w) {
-       w.hashTypes = {1, 2, 3, 4};
-     },
-     flipAlternate},
-    {"onlyTheCodeHashes", "the list holds the directories' code hashes in order",
-     twoDirectories([](MessageShape& m) { m.listsDigests = false; }), flipAlternate},
-    {"onlyTheDigests", "a listed digest is the one of a directory",
-     twoDirectories([](MessageShape& m) { m.listsCodeHashes = false; }), flipAlternate},
-    {"onlyTheDigestsOfEveryHashType", "a listed digest is the one of a directory",
-     [](MessageWorld& w) {
-       w.hashTypes = {4, 3, 2, 1};
-       w.message.listsCodeHashes = false;
-     },
-     flipAlternate},
-    {"twoDirectoriesWithoutTheAttributes", "the attributes cover every directory",
-     twoDirectories([](MessageShape& m) { m.listsCodeHashes = m.listsDigests = false; })},
-    {"aWrongCodeHash", "the list holds the directories' code hashes in order", twoDirectories([](MessageShape& m) {
-       m.editCodeHashes = [](std::vector<Bytes>& hashes) { hashes.back().back() ^= 1; };
-     })},
-    {"codeHashesInTheWrongOrder", "the list holds the directories' code hashes in order",
-     twoDirectories(
-         [](MessageShape& m) { m.editCodeHashes = [](std::vector<Bytes>& hashes) { std::ranges::reverse(hashes); }; })},
-    {"oneCodeHashTooMany", "each directory has one code hash in the list", twoDirectories([](MessageShape& m) {
-       m.editCodeHashes = [](std::vector<Bytes>& hashes) { hashes.push_back(hashes.back()); };
-     })},
-    {"oneCodeHashTooFew", "each directory has one code hash in the list",
-     twoDirectories([](MessageShape& m) { m.editCodeHashes = [](std::vector<Bytes>& hashes) { hashes.pop_back(); }; })},
-    {"aLongCodeHash", "the list holds the directories' code hashes in order", message([](MessageShape& m) {
-       m.editCodeHashes = [](std::vector<Bytes>& hashes) { hashes.back().push_back(0); };
-     })},
-    {"aListThatIsNone", "the list of code hashes is a property list", attributes([](std::vector<Bytes>& all) {
-       withoutElement(all, "1.2.840.113635.100.9.1");
-       all.push_back(attribute("1.2.840.113635.100.9.1", {der::octets(Bytes{'x'})}));
-     })},
-    {"aListThatNestsDeeply", "the list of code hashes is short", attributes([](std::vector<Bytes>& all) {
-       withoutElement(all, "1.2.840.113635.100.9.1");
-       Bytes list;
-       for (int i = 0; i < 100'000; ++i) append(list, asBytes("<array>"));
-       all.push_back(attribute("1.2.840.113635.100.9.1", {der::octets(list)}));
-     })},
-    {"oneDigestTooMany", "a listed digest is the one of a directory", twoDirectories([](MessageShape& m) {
-       m.editDigests = [](std::vector<Bytes>& values) { values.push_back(values.back()); };
-     })},
-    {"oneDigestTooFew", "each directory has a listed digest",
-     twoDirectories([](MessageShape& m) { m.editDigests = [](std::vector<Bytes>& values) { values.pop_back(); }; })},
-    {"oneDirectoryListedTwice", "a listed digest is the one of a directory", twoDirectories([](MessageShape& m) {
-       m.editDigests = [](std::vector<Bytes>& values) { values.front() = values.back(); };
-     })},
-    {"aWrongDigest", "a listed digest is the one of a directory", twoDirectories([](MessageShape& m) {
-       m.editDigests = [](std::vector<Bytes>& values) { values.front().back() ^= 1; };
-     })},
-    {"aDigestOfAnUnknownAlgorithm", "a listed digest is the one of a directory", twoDirectories([](MessageShape& m) {
-       m.editDigests = [](std::vector<Bytes>& values) {
-         values.front() = der::sequence({der::oid("2.16.840.1.101.3.4.2.3"), der::octets(Bytes(64, 1))});
-       };
-     })},
-    {"anAlternateAddedLater", "each directory has one code hash in the list",
-     [](MessageWorld& w) {
-       w.sign();
-       w.hashTypes.push_back(4);
-       w.directories.push_back(Bytes{'n', 'e', 'w'});
-     }},
-    {"theSameHashTypeAgainAndAgain", "there is a directory for a hash type",
-     [](MessageWorld& w) {
-       w.hashTypes = {2, 2, 2, 2, 2};
-     }},
-};
-
 class SignedMessages : public ::testing::TestWithParam<MessageCase> {};
 TEST_P(SignedMessages, areJudgedByTheirRules) { judge(GetParam()); }
 
 const auto caseName = [](const auto& info) { return std::string(info.param.name); };
 INSTANTIATE_TEST_SUITE_P(Shape, SignedMessages, ::testing::ValuesIn(shapes), caseName);
 INSTANTIATE_TEST_SUITE_P(Attributes, SignedMessages, ::testing::ValuesIn(signedAttributes), caseName);
-INSTANTIATE_TEST_SUITE_P(HashAgility, SignedMessages, ::testing::ValuesIn(hashAgility), caseName);
 
 TEST(SignedMessage, namesItsSigner) {
   MessageWorld world;

@@ -31,10 +31,6 @@ std::function<void(MessageWorld&)> unstampedAt(der::Time time) {
   };
 }
 
-Bytes attribute(std::string_view oid, const std::vector<Bytes>& values) {
-  return der::sequence({der::oid(oid), der::set(values)});
-}
-
 std::function<void(MessageWorld&)> unsignedAttribute(const Bytes& encoding) {
   return [encoding](MessageWorld& world) { world.message.unsignedAttribute = encoding; };
 }

@@ -79,6 +79,7 @@ std::vector<Certificate> builtChain(const Certificate& leaf, std::span<const Cer
   require(X509_verify_cert(verification.get()) == 1, "a chain leads from the leaf to a root and is valid");
   const OwnedCertificates chain(X509_STORE_CTX_get1_chain(verification.get()));
   std::vector<Certificate> certificates;
+  certificates.reserve(static_cast<std::size_t>(sk_X509_num(chain.get())));
   for (int i = 0; i < sk_X509_num(chain.get()); ++i) certificates.emplace_back(sk_X509_value(chain.get(), i));
   return certificates;
 }

@@ -1,12 +1,11 @@
 #include "platform/linux/codesign/HashAgility.h"
 
-#include <plist/plist.h>
-
 #include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "platform/linux/PropertyListTree.h"
 #include "platform/linux/codesign/Refusal.h"
 
 namespace brindlewick::codesign {
@@ -24,14 +23,8 @@ constexpr std::uint8_t sha384Identifier[] = {0x60, 0x86, 0x48, 0x01, 0x65, 0x03,
 // One directory for each hash type.
 constexpr std::size_t maximumDirectoryCount = 4;
 
-// The list of four code hashes takes less than 1 KiB. libplist frees what it has read by recursion, so the length
-// bounds how deep a hostile list can nest.
+// The list of four code hashes takes less than 1 KiB.
 constexpr std::size_t maximumListByteCount = 4096;
-
-struct PropertyListRelease {
-  void operator()(void* node) const noexcept { plist_free(node); }
-};
-using PropertyListHolder = std::unique_ptr<void, PropertyListRelease>;
 
 ByteView algorithmOf(HashType type) {
   switch (type) {
@@ -52,28 +45,20 @@ HashValue digestOf(const CoveredDirectory& directory) {
   return hashOf(isCut ? HashType::sha256 : directory.hashType, directory.blob);
 }
 
-ByteView dataAt(plist_t array, std::size_t index) {
-  plist_t const item = plist_array_get_item(array, static_cast<std::uint32_t>(index));
-  require(item != nullptr && plist_get_node_type(item) == PLIST_DATA, "a code hash is data");
-  std::uint64_t length = 0;
-  const char* const bytes = plist_get_data_ptr(item, &length);
-  return {reinterpret_cast<const std::uint8_t*>(bytes), static_cast<std::size_t>(length)};
-}
-
 void requireCodeHashes(ByteView list, std::span<const CoveredDirectory> ascending) {
   require(list.size() <= maximumListByteCount, "the list of code hashes is short");
-  const std::string text(asText(list));
-  plist_t parsed = nullptr;
-  plist_from_xml(text.c_str(), static_cast<std::uint32_t>(text.size()), &parsed);
-  const PropertyListHolder root(parsed);
-  require(root && plist_get_node_type(parsed) == PLIST_DICT, "the list of code hashes is a property list");
-  plist_t const hashes = plist_dict_get_item(parsed, "cdhashes");
-  require(hashes != nullptr && plist_get_node_type(hashes) == PLIST_ARRAY, "the list of code hashes has its array");
-  require(plist_array_get_size(hashes) == ascending.size(), "each directory has one code hash in the list");
+  const auto parsed = parsePropertyList(list);
+  require(parsed.has_value(), "the list of code hashes is a property list");
+  const PropertyListNode* node = find(*parsed, "cdhashes");
+  const auto* hashes = node == nullptr ? nullptr : node->as<PropertyListArray>();
+  require(hashes != nullptr, "the list of code hashes has its array");
+  require(hashes->size() == ascending.size(), "each directory has one code hash in the list");
   for (std::size_t i = 0; i < ascending.size(); ++i) {
     const HashValue digest = digestOf(ascending[i]);
     const ByteView codeHash = digest.bytes().first(std::tuple_size_v<CDHash>);
-    require(std::ranges::equal(dataAt(hashes, i), codeHash), "the list holds the directories' code hashes in order");
+    const auto* listed = (*hashes)[i].as<Bytes>();
+    require(listed != nullptr && std::ranges::equal(*listed, codeHash),
+            "the list holds the directories' code hashes in order");
   }
 }
 
