@@ -239,7 +239,7 @@ const std::vector<TicketCase> chains = {
      }},
     {"rootThatIsNoAnchor", refused, trusting([](CodeSigningTrust& t) { t.anchors.clear(); })},
     {"rootAmongAnchorsOnly", refused, trusting([](CodeSigningTrust& t) { t.ticketRoots.clear(); })},
-    {"rootAmongAnchorsOnlyAndHeld", refused,
+    {"rootAmongAnchorsOnlyButHeld", accepted,
      [](TicketWorld& w) {
        w.shape.embedsRoot = true;
        w.editTrust = [](CodeSigningTrust& t) { t.ticketRoots.clear(); };

@@ -108,15 +108,12 @@ std::vector<Certificate> anchoredRoots(const CodeSigningTrust& trust) {
   return roots;
 }
 
+/// Apple's tickets leave their root out. One that carries it is as good: only an anchor counts, wherever it came from.
 /// The marks are asked of the chain as it was built and not of what the file holds: any certificate may lie there.
 void verifyChain(std::span<const Certificate> certificates, std::chrono::system_clock::time_point time,
                  const CodeSigningTrust& trust) {
   const auto roots = anchoredRoots(trust);
-  ChainPolicy policy;
-  policy.purpose = ChainPurpose::anything;
-  policy.time = time;
-  policy.acceptsEmbeddedRoots = false;
-  policy.roots = roots;
+  const ChainPolicy policy{.purpose = ChainPurpose::anything, .time = time, .roots = roots};
   const CertificateChain chain = certificateChain(certificates.front(), certificates.subspan(1), policy, trust.anchors);
   require(chain.isAnchored, "a ticket's chain ends in an anchor");
   require(chain.certificates.size() == 3, "a ticket's chain is its signer, the authority and the root");
