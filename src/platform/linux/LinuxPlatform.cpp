@@ -3,7 +3,6 @@
 #include "platform/Platform.h"
 #include "platform/linux/CurlHTTPSSession.h"
 #include "platform/linux/PlistPropertyListReader.h"
-#include "platform/linux/PlistPropertyListReader.h"
 #include "platform/linux/ReferenceSystemVersion.h"
 #include "platform/linux/codesign/LinuxCodeSigning.h"
 #include "platform/posix/DescriptorOutput.h"
@@ -23,7 +22,6 @@ Platform makePlatform() {
   platform.files = std::make_unique<PosixFileSystem>();
   platform.processes = std::make_unique<PosixProcessLauncher>();
   platform.https = std::make_unique<CurlHTTPSSessionFactory>(*platform.files);
-  platform.propertyLists = std::make_unique<PlistPropertyListReader>();
   platform.codeSigning = makeLinuxCodeSigning(builtInTrust());
   platform.propertyLists = std::make_unique<PlistPropertyListReader>();
   platform.clock = std::make_unique<SystemClock>();
