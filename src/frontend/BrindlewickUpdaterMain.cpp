@@ -6,7 +6,6 @@
 #include "frontend/ResponseWriter.h"
 #include "frontend/SignManifest.h"
 #include "platform/Failure.h"
-#include "platform/PlatformError.h"
 
 namespace brindlewick {
 namespace {
