@@ -246,7 +246,7 @@ class PrepareRefusesABundle(InstallScenario):
 
     def test_39_altered_in_nested_code(self):
         """Which the signature of the application seals by its own signature only, as macOS does; Gatekeeper looks."""
-        self.assert_refused(GATEKEEPER, nested=True, tamper="nested")
+        self.assert_refused(GATEKEEPER, nested="all", tamper="nested")
 
     def test_44_that_is_a_script_without_a_property_list(self):
         self.stage_bytes(archive(Entry(f"{APP}/Contents/MacOS/Brindlewick", b"#!/bin/sh\n", mode=0o100755)))
@@ -256,28 +256,24 @@ class PrepareRefusesABundle(InstallScenario):
         self.assert_refused(WRONG_TEAM, team="OTHER98765")
 
     def test_unsigned_or_signed_by_nobody(self):
-        self.assert_refused(INVALID_SIGNATURE, unsigned=True)
-        self.assert_refused(INVALID_SIGNATURE, ad_hoc=True)
+        self.assert_refused(INVALID_SIGNATURE, sign="none")
+        self.assert_refused(INVALID_SIGNATURE, sign="adhoc")
 
     def test_under_a_root_that_the_program_does_not_trust(self):
         self.assert_refused(INVALID_SIGNATURE, pki="other")
 
     def test_for_one_architecture(self):
-        self.assert_refused(WRONG_ARCHITECTURE, thin="arm64")
-        self.assert_refused(WRONG_ARCHITECTURE, thin="x86_64")
+        self.assert_refused(WRONG_ARCHITECTURE, architectures="arm64")
+        self.assert_refused(WRONG_ARCHITECTURE, architectures="x86_64")
 
     def test_without_a_ticket(self):
-        self.assert_refused(GATEKEEPER, no_ticket=True)
+        self.assert_refused(GATEKEEPER, ticket="none")
 
     def test_with_a_ticket_that_was_altered(self):
         self.assert_refused(GATEKEEPER, tamper="ticket")
 
     def test_41_whose_executable_is_named_by_a_path(self):
-        self.stage(executable="../MacOS/Brindlewick")
-        before = snapshot(self.folder)
-        run = self.prepare()
-        self.assertIn(run.answer["message"], (INVALID_BUNDLE, INVALID_SIGNATURE))
-        self.assertEqual(snapshot(self.folder), before)
+        self.assert_refused(INVALID_BUNDLE, executable_key="../MacOS/Brindlewick")
 
 
 class PrepareRefusesTheInstalledApplication(InstallScenario):
@@ -294,15 +290,15 @@ class PrepareRefusesTheInstalledApplication(InstallScenario):
 
     def test_that_is_another_one_or_not_signed(self):
         self.stage()
-        for message, shape in ((WRONG_IDENTITY, {"identifier": "com.other.app"}), (INVALID_SIGNATURE, {"unsigned": True}),
-                               (INVALID_SIGNATURE, {"ad_hoc": True}), (WRONG_ARCHITECTURE, {"thin": "arm64"})):
+        for message, shape in ((WRONG_IDENTITY, {"identifier": "com.other.app"}), (INVALID_SIGNATURE, {"sign": "none"}),
+                               (INVALID_SIGNATURE, {"sign": "adhoc"}), (WRONG_ARCHITECTURE, {"architectures": "arm64"})):
             with self.subTest(shape=shape):
                 self.install(version="2.3.0", build=100, **shape)
                 self.assert_prepare_fails(message)
 
     def test_39_but_not_for_its_nested_code(self):
         """No assessment is asked for what is installed: known, and the same on macOS."""
-        self.install(version="2.3.0", build=100, nested=True, tamper="nested")
+        self.install(version="2.3.0", build=100, nested="all", tamper="nested")
         self.stage()
         self.assert_prepared(self.prepare())
 
@@ -361,7 +357,7 @@ class PrepareRefusesWhatIsStaged(InstallScenario):
     def test_20_that_is_exchanged_between_the_checks_and_the_expansion(self):
         """Only the hash is checked before; what is expanded is verified by what it is."""
         for shape, message in (({"team": "OTHER98765"}, WRONG_TEAM), ({"version": "2.3.9", "build": 117}, WRONG_VERSION),
-                               ({"no_ticket": True}, GATEKEEPER)):
+                               ({"ticket": "none"}, GATEKEEPER)):
             with self.subTest(shape=shape):
                 other = os.path.join(self.folder, "other.zip")
                 self.stage(**shape)

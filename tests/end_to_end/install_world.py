@@ -68,11 +68,11 @@ class InstallWorld(World):
         folder = self.pki if pki == "trusted" else os.path.join(self.folder, pki)
         words = ["--pki", folder]
         for name, value in shape.items():
-            words += ["--" + name.replace("_", "-")] + ([] if value is True else [str(value)])
+            words += ["--" + name.replace("_", "-"), str(value)]
         kept = os.path.join(self.bundles, hashlib.sha256(repr(words).encode()).hexdigest()[:16], "Brindlewick.app")
         if not os.path.exists(kept):
             os.makedirs(os.path.dirname(kept))
-            run_quietly(self.bundle_maker, "--output", kept, *words)
+            run_quietly(self.bundle_maker, *words, kept)
         return kept
 
 

@@ -2,7 +2,7 @@
 # its fingerprint for the programs that are to trust it. Its private key never leaves the build folder.
 file(REMOVE_RECURSE ${PKI}/scratch)
 file(MAKE_DIRECTORY ${PKI}/scratch)
-execute_process(COMMAND ${MAKER} --output ${PKI}/scratch/Brindlewick.app --pki ${PKI}
+execute_process(COMMAND ${MAKER} --pki ${PKI} ${PKI}/scratch/Brindlewick.app
                 OUTPUT_VARIABLE fingerprint OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
 file(REMOVE_RECURSE ${PKI}/scratch)
 string(LENGTH "${fingerprint}" length)

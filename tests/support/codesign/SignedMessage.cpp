@@ -135,6 +135,7 @@ Bytes signedMessage(const MessageShape& shape, ByteView content, const std::vect
   const TestPKI& pki = shape.pki ? *shape.pki : defaultPKI;
   Envelope envelope{&pki.leaf, {}, shape.digest,      shape.contentType, std::nullopt,
                     {},        {}, shape.signerCount, shape.outerLengths};
+  envelope.certificates = shape.furtherCertificates;
   // The signer's own tools write the leaf last.
   if (shape.embedsIntermediate) envelope.certificates.push_back(pki.intermediate.certificate);
   if (shape.embedsRoot) envelope.certificates.push_back(pki.root.certificate);

@@ -32,9 +32,10 @@ struct MessageShape {
   bool hasAttributes = true;
   bool embedsIntermediate = true;
   bool embedsRoot = true;
-  bool listsCodeHashes = true;    ///< attribute 1.2.840.113635.100.9.1
-  bool listsDigests = true;       ///< attribute 1.2.840.113635.100.9.2
-  bool digestsInDEROrder = true;  ///< else the values of 9.2 stand the other way round
+  std::vector<Bytes> furtherCertificates;  ///< embedded before the others
+  bool listsCodeHashes = true;             ///< attribute 1.2.840.113635.100.9.1
+  bool listsDigests = true;                ///< attribute 1.2.840.113635.100.9.2
+  bool digestsInDEROrder = true;           ///< else the values of 9.2 stand the other way round
   std::size_t signerCount = 1;
   der::Length outerLengths = der::Length::definite;
   std::optional<Bytes> unsignedAttribute;  ///< in place of the timestamp token

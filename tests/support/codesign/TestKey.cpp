@@ -39,7 +39,9 @@ TestKey TestKey::named(const std::string& name) {
   static std::map<std::string, TestKey> keys;
   const auto known = keys.find(name);
   if (known != keys.end()) return known->second;
-  const TestKey key(name.starts_with("rsa") ? EVP_RSA_gen(2048U) : EVP_EC_gen("P-256"));
+  const TestKey key(name.starts_with("weak")  ? EVP_RSA_gen(768U)
+                    : name.starts_with("rsa") ? EVP_RSA_gen(2048U)
+                                              : EVP_EC_gen("P-256"));
   return keys.emplace(name, key).first->second;
 }
 

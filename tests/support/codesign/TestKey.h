@@ -17,7 +17,8 @@ namespace brindlewick::testing {
 /// issued again with other properties at no cost.
 class TestKey {
  public:
-  /// The key of this name: RSA with 2,048 bits when the name starts with "rsa", else P-256.
+  /// The key of this name: RSA with 2,048 bits when the name starts with "rsa" and with 768 when it starts with "weak",
+  /// else P-256.
   [[nodiscard]] static TestKey named(const std::string& name);
   [[nodiscard]] static TestKey fromPEM(std::string_view text);
 

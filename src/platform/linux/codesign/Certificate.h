@@ -30,8 +30,8 @@ class Certificate {
   /// none is one that no certificate has.
   [[nodiscard]] bool hasExtension(const std::string& oid) const;
 
-  /// The values of a subject attribute in the subject's order, as UTF-8. `key` is one of C, CN, D, L, O, OU, ST, STREET,
-  /// UID; another one has no values.
+  /// The values of a subject attribute in the subject's order, as UTF-8. `key` is one of C, CN, D, L, O, OU, ST,
+  /// STREET, UID; another one has no values.
   [[nodiscard]] std::vector<std::string> subjectValues(std::string_view key) const;
 
   [[nodiscard]] std::array<std::uint8_t, 20> sha1() const;

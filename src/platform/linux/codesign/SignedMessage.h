@@ -31,7 +31,8 @@ struct SignedMessageRules {
 ///
 /// `message` is what slot 0x10000 holds behind its header, at most 4 MiB. `directories` are all CodeDirectories of the
 /// signature, the base first, the alternates in the order of their slots. Checked in this order: shape; message digest
-/// and the two hash-agility attributes; the signature over the attributes; the chain; the timestamp token; the time.
+/// and the two hash-agility attributes; the signature over the attributes; the timestamp token, if there are unsigned
+/// attributes; the chain, at the token's time or else at the one that the signer claims.
 ///
 /// Throws Refusal.
 [[nodiscard]] Signer verifySignedMessage(ByteView message, std::span<const CoveredDirectory> directories,

@@ -1,0 +1,96 @@
+#include "platform/linux/codesign/BundleLayout.h"
+
+#include <algorithm>
+#include <array>
+
+#include "platform/linux/codesign/FrameworkVersions.h"
+#include "platform/linux/codesign/Refusal.h"
+
+namespace brindlewick::codesign {
+namespace {
+
+/// The files that the Finder keeps in the root of a bundle.
+constexpr std::array<std::string_view, 4> rootFiles = {".LSOverride", ".DS_Store", "Icon\r", ".SoftwareDepot.tracking"};
+
+void checkApplicationRoot(const Folder& bundle) {
+  for (const FolderItem& item : bundle.items()) {
+    if (item.name == "Contents") continue;
+    const bool isKnown = std::ranges::find(rootFiles, item.name) != rootFiles.end();
+    require(isKnown && isPlainFile(bundle, item.name), "nothing unsealed lies in the root of a bundle");
+  }
+}
+
+/// Parts of a signature as files belong to code that is no Mach-O file; beside an embedded signature they are wrong.
+void checkSignatureFolder(const Folder& base) {
+  if (!base.status(signatureFolderName)) return;
+  const Folder folder = base.folder(signatureFolderName);
+  for (const FolderItem& item : folder.items()) {
+    require(item.kind == ItemKind::file, "_CodeSignature holds only files");
+    const bool isEmptySignature = item.name == "CodeSignature" && folder.file(item.name).size() == 0;
+    require(item.name == "CodeResources" || isEmptySignature, "_CodeSignature holds only CodeResources");
+  }
+}
+
+void checkBase(const Folder& base) {
+  checkSignatureFolder(base);
+  require(!base.status("Info-macos.plist"), "there is one Info.plist");
+  require(!base.status(storeReceiptName), "only store applications have a receipt");
+  const auto ticket = base.status(ticketName);
+  require(!ticket || ticket->kind == ItemKind::file, "a ticket is a file");
+}
+
+std::string executableNameOf(const PropertyListTree& information, std::string_view bundleName) {
+  std::string name(bundleName.substr(0, bundleName.rfind('.')));
+  if (const auto* entry = find(information, "CFBundleExecutable")) {
+    const auto* text = entry->as<std::string>();
+    require(text != nullptr, "the executable's name is a text");
+    name = *text;
+  }
+  const bool isOneComponent = !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos &&
+                              name.find('\0') == std::string::npos;
+  require(isOneComponent, "the executable's name leads nowhere else");
+  return name;
+}
+
+struct Places {
+  std::string informationPath;
+  std::string executableFolder;  ///< with a slash, or empty
+  bool isFlat = false;
+};
+
+BundleLayout readLayout(Folder base, const Places& places, std::string_view bundleName) {
+  checkBase(base);
+  Bytes bytes = base.content(places.informationPath, maximumBundleFileByteCount);
+  auto information = parsePropertyList(bytes);
+  require(information.has_value(), "Info.plist is a dictionary");
+  std::string executable = places.executableFolder + executableNameOf(*information, bundleName);
+  return {std::move(base),  places.informationPath,  std::move(executable),
+          std::move(bytes), *std::move(information), places.isFlat};
+}
+
+const Places contentsPlaces{"Info.plist", "MacOS/"};
+const Places versionPlaces{"Resources/Info.plist", ""};
+const Places flatPlaces{"Info.plist", "", true};
+
+BundleLayouts readFramework(const Folder& bundle, std::string_view name) {
+  const FrameworkVersions versions = readFrameworkVersions(bundle);
+  const auto layoutOf = [&](const std::string& version) {
+    return readLayout(bundle.folder("Versions/" + version), versionPlaces, name);
+  };
+  BundleLayouts layouts{layoutOf(versions.current), {}};
+  for (const std::string& version : versions.others) layouts.otherVersions.push_back(layoutOf(version));
+  return layouts;
+}
+
+}  // namespace
+
+BundleLayouts readBundleLayouts(Folder bundle, std::string_view name) {
+  if (bundle.status("Contents")) {
+    checkApplicationRoot(bundle);
+    return {readLayout(bundle.folder("Contents"), contentsPlaces, name), {}};
+  }
+  if (bundle.status("Versions")) return readFramework(bundle, name);
+  return {readLayout(std::move(bundle), flatPlaces, name), {}};
+}
+
+}  // namespace brindlewick::codesign

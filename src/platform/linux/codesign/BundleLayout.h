@@ -1,0 +1,43 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/linux/PropertyListTree.h"
+#include "platform/linux/codesign/Folder.h"
+
+namespace brindlewick::codesign {
+
+/// One code bundle as it lies on disk. Paths are relative to `base`.
+struct BundleLayout {
+  Folder base;  ///< the root of all sealed paths: Contents, a version of a framework, or the bundle itself
+  std::string informationPath;
+  std::string executablePath;
+  Bytes informationBytes;        ///< Info.plist, read once
+  PropertyListTree information;  ///< the same, parsed
+  bool isFlat = false;           ///< neither Contents nor Versions
+};
+
+/// A bundle and, for a framework with versions, the versions beside the current one.
+struct BundleLayouts {
+  BundleLayout current;
+  std::vector<BundleLayout> otherVersions;
+};
+
+/// Finds the parts of a bundle and checks its layout by the strict rules: nothing in its root and its _CodeSignature
+/// that the signature does not cover, Info.plist and the main executable regular files at their places, no store
+/// receipt, a ticket only as a file. `name` is the bundle's own, for those that do not name their executable.
+///
+/// Throws Refusal, or PlatformError for what cannot be read.
+[[nodiscard]] BundleLayouts readBundleLayouts(Folder bundle, std::string_view name);
+
+/// What an Info.plist, a CodeResources or a ticket may hold.
+inline constexpr std::uint64_t maximumBundleFileByteCount = 64 << 20;
+
+inline constexpr std::string_view signatureFolderName = "_CodeSignature";
+inline constexpr std::string_view sealPath = "_CodeSignature/CodeResources";
+inline constexpr std::string_view ticketName = "CodeResources";
+inline constexpr std::string_view storeReceiptName = "_MASReceipt";
+
+}  // namespace brindlewick::codesign

@@ -1,0 +1,126 @@
+#include "platform/linux/codesign/ResourceRules.h"
+
+#include <regex.h>
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+#include "platform/linux/codesign/Refusal.h"
+
+namespace brindlewick::codesign {
+namespace {
+
+// Real envelopes have a dozen short rules. Counted repetitions and references back, which they never have, could make
+// a match take unbounded time and memory.
+constexpr std::size_t maximumRuleCount = 100;
+constexpr std::size_t maximumPatternByteCount = 256;
+
+constexpr std::string_view everythingPattern = "^.*";
+
+/// The only patterns that may leave something unsealed.
+constexpr std::array<std::string_view, 3> omissiblePatterns = {"^(.*/)?\\.DS_Store$", "^Info\\.plist$", "^PkgInfo$"};
+constexpr std::string_view languageVersionPattern = "^Resources/.*\\.lproj/locversion.plist$";
+constexpr std::string_view flatLanguageVersionPattern = "^.*\\.lproj/locversion.plist$";
+
+/// A compiled regular expression.
+class Pattern {
+ public:
+  explicit Pattern(const std::string& text) {
+    require(text.size() <= maximumPatternByteCount && text.find('{') == std::string::npos && !refersBack(text),
+            "a pattern matches in linear time");
+    require(::regcomp(&compiled_, text.c_str(), REG_EXTENDED | REG_NOSUB) == 0, "a pattern compiles");
+  }
+  ~Pattern() { ::regfree(&compiled_); }
+  Pattern(const Pattern&) = delete;
+  Pattern& operator=(const Pattern&) = delete;
+
+  [[nodiscard]] bool matches(const std::string& path) const {
+    return ::regexec(&compiled_, path.c_str(), 0, nullptr, 0) == 0;
+  }
+
+ private:
+  static bool refersBack(const std::string& text) {
+    for (std::size_t i = 0; i + 1 < text.size(); ++i) {
+      if (text[i] != '\\') continue;
+      if (text[i + 1] >= '0' && text[i + 1] <= '9') return true;
+      ++i;
+    }
+    return false;
+  }
+
+  regex_t compiled_{};
+};
+
+/// A weight, which property lists often hold as a real; the platform cuts its fraction off.
+std::uint32_t weightOf(const PropertyListTree& rule) {
+  const PropertyListNode* node = find(rule, "weight");
+  if (node == nullptr) return 1;
+  const auto* integer = node->as<std::int64_t>();
+  const auto* real = node->as<double>();
+  require(integer != nullptr || real != nullptr, "a weight is a number");
+  const double weight = integer != nullptr ? static_cast<double>(*integer) : *real;
+  require(weight >= 0 && weight <= 1'000'000'000, "a weight is not negative and not huge");
+  return static_cast<std::uint32_t>(weight);
+}
+
+bool flagOf(const PropertyListTree& rule, std::string_view key) {
+  const PropertyListNode* node = find(rule, key);
+  if (node == nullptr) return false;
+  const auto* flag = node->as<bool>();
+  require(flag != nullptr, "an effect of a rule is a Boolean");
+  return *flag;
+}
+
+bool mayOmit(std::string_view pattern, bool isFlat) {
+  return std::ranges::find(omissiblePatterns, pattern) != omissiblePatterns.end() ||
+         pattern == (isFlat ? flatLanguageVersionPattern : languageVersionPattern);
+}
+
+}  // namespace
+
+struct ResourceRules::Rule {
+  Pattern pattern;
+  RuleEffect effect;
+  std::uint32_t weight;
+
+  Rule(const std::string& text, const PropertyListNode& node) : pattern(text), effect(), weight(1) {
+    if (const auto* plain = node.as<bool>()) {
+      effect.isOmitted = !*plain;
+      return;
+    }
+    const auto* dictionary = node.as<PropertyListTree>();
+    require(dictionary != nullptr, "a rule is a Boolean or a dictionary");
+    weight = weightOf(*dictionary);
+    effect = {flagOf(*dictionary, "omit"), flagOf(*dictionary, "optional"), flagOf(*dictionary, "nested")};
+  }
+};
+
+ResourceRules ResourceRules::compile(const PropertyListTree& rules, bool isFlat) {
+  require(rules.size() <= maximumRuleCount, "there are not too many rules");
+  const PropertyListNode* everything = find(rules, everythingPattern);
+  const bool* isSealed = everything == nullptr ? nullptr : everything->as<bool>();
+  require(isSealed != nullptr && *isSealed, "one rule seals everything");
+  ResourceRules compiled;
+  for (const auto& [pattern, node] : rules) {
+    auto rule = std::make_shared<const Rule>(pattern, node);
+    require(!rule->effect.isOmitted || mayOmit(pattern, isFlat), "only the system's files are left out");
+    compiled.rules_.push_back(std::move(rule));
+  }
+  std::ranges::stable_sort(compiled.rules_, std::ranges::greater(), [](const auto& rule) { return rule->weight; });
+  return compiled;
+}
+
+std::optional<RuleEffect> ResourceRules::effectOn(const std::string& path) const {
+  const Rule* best = nullptr;
+  for (const auto& rule : rules_) {
+    if (best != nullptr && rule->weight < best->weight) break;
+    if (!rule->pattern.matches(path)) continue;
+    require(best == nullptr || best->effect == rule->effect, "rules of one weight agree");
+    best = rule.get();
+  }
+  if (best == nullptr) return std::nullopt;
+  return best->effect;
+}
+
+}  // namespace brindlewick::codesign

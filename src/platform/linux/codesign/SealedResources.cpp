@@ -1,0 +1,163 @@
+#include "platform/linux/codesign/SealedResources.h"
+
+#include <algorithm>
+#include <unordered_set>
+
+#include "platform/AsciiText.h"
+#include "platform/linux/codesign/Refusal.h"
+#include "platform/linux/codesign/ResourceRules.h"
+#include "platform/linux/codesign/SealedEntry.h"
+
+namespace brindlewick::codesign {
+namespace {
+
+/// Every level holds a descriptor and a frame of the stack.
+constexpr int maximumDepth = 128;
+
+constexpr std::size_t pieceByteCount = 128 << 10;
+
+const PropertyListTree& dictionaryOf(const PropertyListTree& envelope, std::string_view key) {
+  const PropertyListNode* node = find(envelope, key);
+  const auto* dictionary = node == nullptr ? nullptr : node->as<PropertyListTree>();
+  require(dictionary != nullptr, "an envelope has its four dictionaries");
+  return *dictionary;
+}
+
+/// Whether a relative target, followed from `folder`, stays below the base. Nothing is looked up: a component that is
+/// itself a link is judged where it stands.
+bool staysInside(std::string_view folder, std::string_view target) {
+  if (target.starts_with("/")) return target.starts_with("/System/") || target.starts_with("/Library/");
+  auto depth = std::ranges::count(folder, '/');
+  while (!target.empty()) {
+    const auto component = target.substr(0, target.find('/'));
+    target.remove_prefix(std::min(target.size(), component.size() + 1));
+    if (component == "..")
+      --depth;
+    else if (!component.empty() && component != ".")
+      ++depth;
+    if (depth < 0) return false;
+  }
+  return true;
+}
+
+/// Walks the base and compares.
+class ResourceScan {
+ public:
+  ResourceScan(const BundleLayout& bundle, const PropertyListTree& envelope, const SealRules& rules)
+      : bundle_(bundle),
+        files_(dictionaryOf(envelope, "files2")),
+        resourceRules_(ResourceRules::compile(dictionaryOf(envelope, "rules2"), bundle.isFlat)),
+        rules_(rules),
+        buffer_(pieceByteCount) {
+    for (const HashType type : rules.hashTypes) hashers_.emplace_back(type);
+  }
+
+  void run() {
+    scan(bundle_.base, "", 0);
+    for (const auto& [path, node] : files_)
+      require(met_.contains(&node) || SealedEntry(node).isOptional(), "nothing sealed is missing");
+  }
+
+ private:
+  /// `prefix` is the folder's path with a slash at its end, empty for the base.
+  void scan(const Folder& folder, const std::string& prefix, int depth) {
+    require(depth <= maximumDepth, "folders are not nested without end");
+    for (const FolderItem& item : folder.items()) {
+      const std::string path = prefix + item.name;
+      if (!isExcluded(path)) judge(folder, item, path, depth);
+    }
+  }
+
+  [[nodiscard]] bool isExcluded(const std::string& path) const {
+    return path == signatureFolderName || path == ticketName || path == bundle_.executablePath;
+  }
+
+  void judge(const Folder& folder, const FolderItem& item, const std::string& path, int depth) {
+    switch (item.kind) {
+      case ItemKind::directory:
+        return judgeDirectory(folder, item.name, path, depth);
+      case ItemKind::file:
+        return judgeFile(folder, item.name, path);
+      case ItemKind::link:
+        return judgeLink(folder, item.name, path);
+      case ItemKind::other:
+        throw Refusal("a bundle holds files, directories and links");
+    }
+  }
+
+  /// A directory whose name has a dot, where code is expected, is nested code; others have no entries.
+  void judgeDirectory(const Folder& folder, const std::string& name, const std::string& path, int depth) {
+    const auto effect = resourceRules_.effectOn(path);
+    if (!effect || !effect->isNested || name.find('.') == std::string::npos)
+      return scan(folder.folder(name), path + "/", depth + 1);
+    if (!effect->isOmitted) judgeCode(folder, name, entryOf(path));
+  }
+
+  void judgeFile(const Folder& folder, const std::string& name, const std::string& path) {
+    if (isUnsealed(path)) return;
+    const SealedEntry entry = entryOf(path);
+    if (entry.requirement() != nullptr) return judgeCode(folder, name, entry);
+    require(entry.isFile(), "a sealed link is a link");
+    compareHashes(folder, name, entry);
+  }
+
+  void judgeLink(const Folder& folder, const std::string& name, const std::string& path) {
+    require(asciiLowercase(name) != ".ds_store", "no link takes the name of the Finder's file");
+    const std::string target = folder.linkTarget(name);
+    require(!rules_.confinesLinks || staysInside(path, target), "a link stays inside its bundle");
+    if (isUnsealed(path)) return;
+    const SealedEntry entry = entryOf(path);
+    require(entry.linkTarget() != nullptr && *entry.linkTarget() == target, "a link leads where it was sealed to lead");
+  }
+
+  void judgeCode(const Folder& folder, const std::string& name, const SealedEntry& entry) {
+    require(entry.requirement() != nullptr, "nested code is sealed by a requirement");
+    rules_.checkNestedCode(folder, name, *entry.requirement());
+  }
+
+  [[nodiscard]] bool isUnsealed(const std::string& path) const {
+    const auto effect = resourceRules_.effectOn(path);
+    return !effect || effect->isOmitted;
+  }
+
+  SealedEntry entryOf(const std::string& path) {
+    const PropertyListNode* node = find(files_, path);
+    require(node != nullptr, "nothing is added to a sealed bundle");
+    met_.insert(node);
+    return SealedEntry(*node);
+  }
+
+  void compareHashes(const Folder& folder, const std::string& name, const SealedEntry& entry) {
+    FileSource file = folder.file(name);
+    for (std::uint64_t offset = 0; offset < file.size();) {
+      const auto piece = std::span(buffer_).first(
+          static_cast<std::size_t>(std::min<std::uint64_t>(file.size() - offset, pieceByteCount)));
+      file.readInto(piece, offset);
+      for (CodeHasher& hasher : hashers_) hasher.update(piece);
+      offset += piece.size();
+    }
+    for (CodeHasher& hasher : hashers_)
+      require(hasher.finish().equals(entry.hash(hasher.type())), "a sealed file is unchanged");
+  }
+
+  const BundleLayout& bundle_;
+  const PropertyListTree& files_;
+  ResourceRules resourceRules_;
+  const SealRules& rules_;
+  std::vector<CodeHasher> hashers_;
+  std::unordered_set<const PropertyListNode*> met_;
+  Bytes buffer_;
+};
+
+}  // namespace
+
+void verifySealedResources(const BundleLayout& bundle, ByteView envelope, const SealRules& rules) {
+  const auto parsed = parsePropertyList(envelope);
+  require(parsed.has_value(), "an envelope is a property list");
+  // Version 1 seals too little; it must be there for old systems and is not read.
+  static_cast<void>(dictionaryOf(*parsed, "rules"));
+  static_cast<void>(dictionaryOf(*parsed, "files"));
+  ResourceScan(bundle, *parsed, rules).run();
+}
+
+}  // namespace brindlewick::codesign

@@ -1,0 +1,56 @@
+#include "platform/linux/codesign/SpecialSlots.h"
+
+#include <algorithm>
+
+#include "platform/linux/codesign/Refusal.h"
+
+namespace brindlewick::codesign {
+namespace {
+
+void requireSealed(const CodeDirectory& directory, std::uint32_t number, ByteView content) {
+  const auto sealed = directory.specialHash(number);
+  require(sealed.has_value(), "what a signature has to seal is sealed");
+  require(hashOf(directory.hashType, content).equals(*sealed), "what is sealed is unchanged");
+}
+
+void requireUnsealed(const CodeDirectory& directory, std::uint32_t number) {
+  require(!directory.specialHash(number), "what is sealed is there");
+}
+
+/// The section of a single file lies in its pages, so that it need not be sealed once more: linkers do not.
+void verifyInformation(const CodeDirectory& directory, const SealedParts& parts) {
+  if (!parts.information)
+    requireUnsealed(directory, slot::information);
+  else if (parts.isBundle || directory.specialHash(slot::information))
+    requireSealed(directory, slot::information, *parts.information);
+}
+
+void verifyResources(const CodeDirectory& directory, const SealedParts& parts) {
+  if (!parts.checksResources) return;
+  if (parts.resources)
+    requireSealed(directory, slot::resources, *parts.resources);
+  else
+    requireUnsealed(directory, slot::resources);
+}
+
+void verifyComponent(const CodeDirectory& directory, std::uint32_t number, std::optional<ByteView> content) {
+  if (content)
+    requireSealed(directory, number, *content);
+  else
+    requireUnsealed(directory, number);
+}
+
+}  // namespace
+
+void verifySpecialSlots(const EmbeddedSignature& signature, const SealedParts& parts) {
+  for (const CodeDirectory& directory : signature.directories()) {
+    verifyInformation(directory, parts);
+    verifyResources(directory, parts);
+    for (std::uint32_t number = slot::requirements; number <= slot::libraryConstraint; ++number)
+      if (number != slot::resources) verifyComponent(directory, number, signature.component(number));
+    for (std::uint32_t number = slot::libraryConstraint + 1; number <= directory.specialSlotCount; ++number)
+      requireUnsealed(directory, number);
+  }
+}
+
+}  // namespace brindlewick::codesign
