@@ -13,10 +13,7 @@ namespace {
 
 constexpr std::string_view messageWithoutDescription = "The update check failed safely.";
 
-/// What an installation inspects with. A platform that cannot judge code signatures installs nothing.
 InspectionTools inspectionTools(const Platform& platform) {
-  if (!platform.codeSigning || !platform.propertyLists)
-    throw PlatformError("judge", "code signatures", std::make_error_code(std::errc::function_not_supported));
   return {*platform.files, *platform.propertyLists, *platform.codeSigning, *platform.processes};
 }
 

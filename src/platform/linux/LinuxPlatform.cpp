@@ -4,6 +4,7 @@
 #include "platform/linux/CurlHTTPSSession.h"
 #include "platform/linux/PlistPropertyListReader.h"
 #include "platform/linux/ReferenceSystemVersion.h"
+#include "platform/linux/codesign/LinuxCodeSigning.h"
 #include "platform/posix/DescriptorOutput.h"
 #include "platform/posix/Interruption.h"
 #include "platform/posix/PosixFileSystem.h"
@@ -21,6 +22,7 @@ Platform makePlatform() {
   platform.files = std::make_unique<PosixFileSystem>();
   platform.processes = std::make_unique<PosixProcessLauncher>();
   platform.https = std::make_unique<CurlHTTPSSessionFactory>(*platform.files);
+  platform.codeSigning = makeLinuxCodeSigning(builtInTrust());
   platform.propertyLists = std::make_unique<PlistPropertyListReader>();
   platform.clock = std::make_unique<SystemClock>();
   platform.systemVersion = std::make_unique<ReferenceSystemVersion>();

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "BuiltInAnchors.h"
+#include "platform/linux/codesign/BuiltInAnchors.h"
 #include "platform/linux/codesign/Certificate.h"
 #include "platform/linux/codesign/CodeSigningTrust.h"
 

@@ -5,24 +5,15 @@
 #include <array>
 #include <string_view>
 
+#include "platform/linux/codesign/AppleRootCAG3.h"
 #include "platform/linux/codesign/CodeSigningTrust.h"
 
 #ifndef BRINDLEWICK_ANCHOR_SHA256
-#include "BuiltInAnchors.h"
-#endif
-
-#ifndef BRINDLEWICK_TICKET_ROOT
-#include "platform/linux/codesign/AppleRootCAG3.h"
+#include "platform/linux/codesign/BuiltInAnchors.h"
 #endif
 
 namespace brindlewick {
 namespace {
-
-#ifdef BRINDLEWICK_TICKET_ROOT
-constexpr std::uint8_t ticketRoot[] = {BRINDLEWICK_TICKET_ROOT};
-#else
-constexpr auto& ticketRoot = codesign::appleRootCAG3;
-#endif
 
 constexpr std::string_view fingerprints = BRINDLEWICK_ANCHOR_SHA256;
 constexpr std::size_t fingerprintLength = 2 * SHA256Digest().size();
@@ -54,7 +45,7 @@ CodeSigningTrust builtInTrust() {
   static constexpr auto anchors = anchorDigests();
   return {.anchors = {anchors.begin(), anchors.end()},
           .now = [] { return std::chrono::system_clock::now(); },
-          .ticketRoots = {Bytes(std::begin(ticketRoot), std::end(ticketRoot))}};
+          .ticketRoots = {Bytes(std::begin(codesign::appleRootCAG3), std::end(codesign::appleRootCAG3))}};
 }
 
 }  // namespace brindlewick
