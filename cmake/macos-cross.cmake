@@ -17,9 +17,13 @@ foreach(language CXX OBJCXX)
   set(CMAKE_${language}_COMPILER ${BRINDLEWICK_MACOS_ZIG} c++)
   set(CMAKE_${language}_FLAGS_INIT "-target ${ZIG_ARCHITECTURE}-macos.12.0")
   if(BRINDLEWICK_MACOS_SDK)
-    string(APPEND CMAKE_${language}_FLAGS_INIT " -iframework ${BRINDLEWICK_MACOS_SDK}/Frameworks")
+    # The compiler brings the system's headers; the SDK's are only for those that frameworks need besides.
+    string(APPEND CMAKE_${language}_FLAGS_INIT
+           " -iframework ${BRINDLEWICK_MACOS_SDK}/Frameworks -idirafter ${BRINDLEWICK_MACOS_SDK}/include")
   endif()
 endforeach()
+# zig itself passes on a flag that it does not use for this language.
+string(APPEND CMAKE_OBJCXX_FLAGS_INIT " -Wno-unused-command-line-argument")
 find_program(CMAKE_AR llvm-ar REQUIRED)
 find_program(CMAKE_RANLIB llvm-ranlib REQUIRED)
 find_program(CMAKE_LINKER ld64.lld REQUIRED)

@@ -1,31 +1,35 @@
 #include "platform/TakenFile.h"
 
-#include "platform/PlatformError.h"
+#include <exception>
 
 namespace brindlewick {
-namespace {
 
-void discard(FileSystem& files, const Path& folder) {
+TakenFile::TakenFile(FileSystem& files, const Path& owned, const Path& destination)
+    : files_(files), file_(files.createTemporaryDirectory(destination) / "download") {
   try {
-    files.removeTree(folder);
-  } catch (const PlatformError&) {
-    // The first error is the one that matters.
+    files_.move(owned, file_);
+    files_.setPermissions(file_, 0600);
+  } catch (...) {
+    discard();
+    throw;
   }
 }
 
-}  // namespace
+TakenFile::~TakenFile() {
+  if (isOurs_) discard();
+}
 
-Path takeFile(FileSystem& files, const Path& owned, const Path& destination) {
-  const auto folder = files.createTemporaryDirectory(destination);
-  const auto file = folder / "download";
+void TakenFile::discard() noexcept {
   try {
-    files.move(owned, file);
-    files.setPermissions(file, 0600);
-  } catch (...) {
-    discard(files, folder);
-    throw;
+    files_.removeTree(file_.parent());
+  } catch (const std::exception&) {
+    // Nothing is left to be done about it.
   }
-  return file;
+}
+
+Path TakenFile::handOn() noexcept {
+  isOurs_ = false;
+  return std::move(file_);
 }
 
 }  // namespace brindlewick

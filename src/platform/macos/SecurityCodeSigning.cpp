@@ -1,6 +1,8 @@
 #include "platform/macos/SecurityCodeSigning.h"
 
-#include <Security/Security.h>
+#include <Security/SecCode.h>
+#include <Security/SecRequirement.h>
+#include <Security/SecStaticCode.h>
 
 #include "platform/macos/CFHolder.h"
 #include "platform/macos/CoreFoundationText.h"
@@ -67,8 +69,7 @@ std::unique_ptr<StaticCode> SecurityCodeSigning::staticCode(const Path& path) {
 std::unique_ptr<CodeRequirement> SecurityCodeSigning::requirement(std::string_view text) {
   const auto string = toCFString(text);
   CFHolder<SecRequirementRef> requirement;
-  if (!string ||
-      SecRequirementCreateWithString(string.get(), kSecCSDefaultFlags, requirement.out()) != errSecSuccess)
+  if (!string || SecRequirementCreateWithString(string.get(), kSecCSDefaultFlags, requirement.out()) != errSecSuccess)
     return nullptr;
   return std::make_unique<SecurityRequirement>(std::move(requirement));
 }
