@@ -23,8 +23,8 @@ std::optional<PropertyListValue> toValue(CFTypeRef object) {
 }
 
 CFHolder<CFPropertyListRef> parse(ByteView content) {
-  const CFHolder data(CFDataCreateWithBytesNoCopy(nullptr, content.data(), static_cast<CFIndex>(content.size()),
-                                                  kCFAllocatorNull));
+  const CFHolder data(
+      CFDataCreateWithBytesNoCopy(nullptr, content.data(), static_cast<CFIndex>(content.size()), kCFAllocatorNull));
   if (!data) return {};
   CFPropertyListFormat format{};
   CFHolder list(CFPropertyListCreateWithData(nullptr, data.get(), kCFPropertyListImmutable, &format, nullptr));
