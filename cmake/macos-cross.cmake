@@ -15,7 +15,8 @@ string(REPLACE arm64 aarch64 ZIG_ARCHITECTURE ${BRINDLEWICK_MACOS_ARCHITECTURE})
 
 foreach(language CXX OBJCXX)
   set(CMAKE_${language}_COMPILER ${BRINDLEWICK_MACOS_ZIG} c++)
-  set(CMAKE_${language}_FLAGS_INIT "-target ${ZIG_ARCHITECTURE}-macos.12.0")
+  # The platform's convention keeps the frame pointer, which zig leaves out; unwinding is described by it.
+  set(CMAKE_${language}_FLAGS_INIT "-target ${ZIG_ARCHITECTURE}-macos.12.0 -fno-omit-frame-pointer")
   if(BRINDLEWICK_MACOS_SDK)
     # The compiler brings the system's headers; the SDK's are only for those that frameworks need besides.
     string(APPEND CMAKE_${language}_FLAGS_INIT
@@ -26,7 +27,7 @@ endforeach()
 string(APPEND CMAKE_OBJCXX_FLAGS_INIT " -Wno-unused-command-line-argument")
 find_program(CMAKE_AR llvm-ar REQUIRED)
 find_program(CMAKE_RANLIB llvm-ranlib REQUIRED)
-find_program(CMAKE_LINKER ld64.lld REQUIRED)
+find_program(CMAKE_LINKER NAMES ld64.lld-19 REQUIRED)
 find_program(CMAKE_INSTALL_NAME_TOOL llvm-install-name-tool REQUIRED)
 set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
 
