@@ -29,6 +29,12 @@ struct HTTPSResponse {
   std::optional<std::uint64_t> expectedByteCount;
 };
 
+/// The length of a body as a transport reports it: a negative one means that none was declared.
+[[nodiscard]] constexpr std::optional<std::uint64_t> declaredByteCount(std::int64_t reported) noexcept {
+  if (reported < 0) return std::nullopt;
+  return static_cast<std::uint64_t>(reported);
+}
+
 /// Decides each redirect of a session before it is followed.
 class HTTPSSessionDelegate {
  public:

@@ -1,6 +1,7 @@
 #include "support/TemporaryFolder.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>

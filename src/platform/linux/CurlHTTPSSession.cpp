@@ -1,5 +1,6 @@
 #include "platform/linux/CurlHTTPSSession.h"
 
+#include "platform/LimitedBody.h"
 #include "platform/PlatformError.h"
 #include "platform/linux/CurlError.h"
 #include "platform/linux/TemporaryDownload.h"
@@ -68,15 +69,9 @@ curl::Exchange CurlHTTPSSession::perform(const HTTPSRequest& request, HTTPSSessi
 }
 
 HTTPSDataResult CurlHTTPSSession::data(const HTTPSRequest& request, std::size_t byteLimit) {
-  HTTPSDataResult result;
-  result.body.reserve(byteLimit + bufferByteCount);  // so that it never grows by copying
-  const auto exchange = perform(request, *delegate_, byteLimit, [&](ByteView bytes) {
-    result.body.insert(result.body.end(), bytes.begin(), bytes.end());
-    return result.body.size() <= byteLimit;
-  });
-  result.response = exchange.response;
-  result.exceededByteLimit = exchange.stopped;
-  return result;
+  LimitedBody body(byteLimit);
+  const auto exchange = perform(request, *delegate_, byteLimit, [&](ByteView bytes) { return body.append(bytes); });
+  return {.response = exchange.response, .body = body.take(), .exceededByteLimit = exchange.stopped};
 }
 
 HTTPSDownloadResult CurlHTTPSSession::download(const HTTPSRequest& request, std::uint64_t byteLimit,

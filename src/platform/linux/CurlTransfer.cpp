@@ -58,11 +58,10 @@ long statusOf(CURL* easy) {
   return status;
 }
 
-std::optional<std::uint64_t> declaredByteCount(CURL* easy) {
+std::optional<std::uint64_t> declaredByteCountOf(CURL* easy) {
   curl_off_t length = -1;
   curl_easy_getinfo(easy, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
-  if (length < 0) return std::nullopt;
-  return static_cast<std::uint64_t>(length);
+  return declaredByteCount(length);
 }
 
 std::optional<std::string> locationOf(CURL* easy) {
@@ -102,7 +101,7 @@ Exchange Transfer::perform(const URL& url, std::uint64_t byteLimit, const BodySi
 
   const auto code = curl_easy_perform(easy_);
   Exchange exchange;
-  exchange.response = {static_cast<int>(statusOf(easy_)), declaredByteCount(easy_)};
+  exchange.response = {static_cast<int>(statusOf(easy_)), declaredByteCountOf(easy_)};
   exchange.stopped = stopped_;
   if (isRedirect_) exchange.location = locationOf(easy_);
   // The handle outlives what it points to.
@@ -119,7 +118,7 @@ Exchange Transfer::perform(const URL& url, std::uint64_t byteLimit, const BodySi
 void Transfer::considerHead() {
   answered_ = true;
   isRedirect_ = isRedirectStatus(statusOf(easy_));
-  const auto declared = declaredByteCount(easy_);
+  const auto declared = declaredByteCountOf(easy_);
   // Nobody wants a body that is refused for its declared length: what follows of it is left unread.
   stopped_ = !isRedirect_ && declared && *declared > byteLimit_;
 }

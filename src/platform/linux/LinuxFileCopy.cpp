@@ -56,6 +56,12 @@ void copyContent(int from, int to) {
   }
 }
 
+Descriptor copyFile(int from, int toFolder, const char* newName) {
+  auto to = createFile(toFolder, newName, 0600);
+  copyContent(from, to.get());
+  return to;
+}
+
 void copyExtendedAttributes(int from, int to) {
   const auto length = ::flistxattr(from, nullptr, 0);
   if (length <= 0) return;
@@ -78,6 +84,10 @@ int renameExclusively(const char* from, const char* to) noexcept {
 }
 
 void beginWriteBack(int file) noexcept { static_cast<void>(::sync_file_range(file, 0, 0, SYNC_FILE_RANGE_WRITE)); }
+
+int flushToDrive(int item) noexcept {
+  return uninterrupted([&] { return ::fsync(item); }) == 0 ? 0 : errno;
+}
 
 std::vector<Path> temporaryFolderPlaces(const Path& destination) {
   std::vector<Path> places;

@@ -22,6 +22,7 @@ Descriptor openNullDevice() {
 
 /// All that the child needs, made ready before it exists: between fork and exec only signal-safe calls are allowed.
 struct Launch {
+  const ProgramStart& start;
   const char* executable;
   std::vector<char*> arguments;
   std::array<const char*, 3> environment;
@@ -44,13 +45,11 @@ void restoreSignals() {
   restoreSignals();
   ::umask(022);
   if (launch.session == ChildSession::itsOwn) ::setsid();
-  // Descriptors that we inherited do not close themselves as ours do; the three copies stay.
-  closeOnExecFrom(STDERR_FILENO + 1);
   const bool hasStreams = ::dup2(launch.nullDevice, STDIN_FILENO) >= 0 && ::dup2(launch.output, STDOUT_FILENO) >= 0 &&
                           ::dup2(launch.nullDevice, STDERR_FILENO) >= 0;
-  if (hasStreams)
-    ::execve(launch.executable, launch.arguments.data(), const_cast<char* const*>(launch.environment.data()));
-  const int code = errno;
+  const int code = hasStreams ? launch.start.become(launch.executable, launch.arguments.data(),
+                                                    const_cast<char* const*>(launch.environment.data()))
+                              : errno;
   static_cast<void>(!::write(launch.failure, &code, sizeof code));
   ::_exit(127);
 }
@@ -68,7 +67,9 @@ ChildProcess::ChildProcess(const Path& executable, const std::vector<std::string
                            ChildSession session) {
   const auto nullDevice = openNullDevice();
   auto failure = makePipe();
-  const Launch launch{.executable = executable.c_str(),
+  const ProgramStart start;
+  const Launch launch{.start = start,
+                      .executable = executable.c_str(),
                       .arguments = toVector(executable, arguments),
                       .environment = {"PATH=/usr/bin:/bin:/usr/sbin:/sbin", localeSetting(), nullptr},
                       .nullDevice = nullDevice.get(),

@@ -5,12 +5,17 @@
 #include <vector>
 
 #include "platform/Path.h"
+#include "platform/posix/Descriptor.h"
 
 namespace brindlewick::posix {
 
 /// Copies the content of one open file into another, empty one, sharing blocks where the file system can. Each system
 /// has its own fast way. Throws PlatformError.
 void copyContent(int from, int to);
+
+/// Creates a copy of an open file in a folder, with mode 0600 for now, and opens it; what exists is an error. Shares
+/// the blocks of the original where the file system can. Throws PlatformError and may then leave a part of the copy.
+[[nodiscard]] Descriptor copyFile(int from, int toFolder, const char* newName);
 
 /// Copies the extended attributes from one open item to another. Throws PlatformError, but a file system that has none
 /// is no error.
@@ -21,6 +26,9 @@ void copyExtendedAttributes(int from, int to);
 
 /// Asks the disk to begin writing what a file holds, without waiting, so that a later sync has little left to do.
 void beginWriteBack(int file) noexcept;
+
+/// Makes what an open item holds durable, through the cache of the drive too. Returns 0 or the error number.
+[[nodiscard]] int flushToDrive(int item) noexcept;
 
 /// Where fresh private folders may be created, the best place first; `destination` says where their content goes.
 [[nodiscard]] std::vector<Path> temporaryFolderPlaces(const Path& destination);

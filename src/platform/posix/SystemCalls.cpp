@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "platform/TextCoding.h"
+#include "platform/posix/FileCopy.h"
 
 namespace brindlewick::posix {
 namespace {
@@ -52,7 +53,7 @@ void writeAll(int descriptor, ByteView bytes, std::string_view subject) {
 }
 
 void syncDescriptor(int descriptor, std::string_view subject) {
-  if (uninterrupted([&] { return ::fsync(descriptor); }) != 0) throwErrno("sync", subject);
+  if (const int code = flushToDrive(descriptor); code != 0) throwErrno("sync", subject, code);
 }
 
 FileKind kindOf(mode_t mode) noexcept {

@@ -87,8 +87,7 @@ void copyItem(int fromFolder, int toFolder, const std::string& name, const std::
   const auto from = openForReading(fromFolder, name.c_str());
   if (::fstat(from.get(), &status) != 0) throwErrno("examine", name);
   if (S_ISREG(status.st_mode)) {
-    const auto to = createFile(toFolder, newName.c_str(), 0600);
-    copyContent(from.get(), to.get());
+    const auto to = copyFile(from.get(), toFolder, newName.c_str());
     beginWriteBack(to.get());
     finishCopy(from.get(), to.get(), status, name);
   } else if (S_ISDIR(status.st_mode)) {
@@ -116,7 +115,8 @@ void syncItem(int folder, const std::string& name, int depth) {
   const auto item = openForReading(folder, name.c_str());
   if (kind == FileKind::directory)
     for (const auto& child : listNames(item.get(), name)) syncItem(item.get(), child, depth + 1);
-  syncDescriptor(item.get(), name);
+  // Handed to the drive only: the one flush at the end of the tree takes along all that its cache holds.
+  if (uninterrupted([&] { return ::fsync(item.get()); }) != 0) throwErrno("sync", name);
 }
 
 }  // namespace

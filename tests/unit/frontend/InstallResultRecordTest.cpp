@@ -55,7 +55,7 @@ TEST(InstallResultRecord, holdsVersionAndBuildWhenTheyAreKnown) {
 }
 
 TEST(InstallResultRecord, isWrittenPrivatelyIntoAMissingFolderUnderAnyUmask) {
-  for (const mode_t mask : {0U, 077U, 0777U}) {
+  for (const mode_t mask : {mode_t{0}, mode_t{077}, mode_t{0777}}) {
     RecordWorld world;
     world.file = world.folder / "a/b/last-install-result.json";
     const auto before = ::umask(mask);

@@ -100,7 +100,7 @@ TEST(VerifiedArtifactStagerStage, writesTheReceiptCanonically) {
 }
 
 TEST(VerifiedArtifactStagerStage, setsModesUnderAnyUmask) {
-  for (const mode_t mask : {0U, 077U, 0777U}) {
+  for (const mode_t mask : {mode_t{0}, mode_t{077}, mode_t{0777}}) {
     StagingWorld world;
     world.staging = world.folder / "a" / "b" / "staging";
     const auto before = ::umask(mask);

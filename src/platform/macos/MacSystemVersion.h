@@ -1,0 +1,13 @@
+#pragma once
+
+#include "platform/SystemVersion.h"
+
+namespace brindlewick {
+
+/// The macOS version that the kernel names.
+class MacSystemVersion final : public SystemVersion {
+ public:
+  [[nodiscard]] OperatingSystemVersion running() override;
+};
+
+}  // namespace brindlewick

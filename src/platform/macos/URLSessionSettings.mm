@@ -1,0 +1,77 @@
+#import "platform/macos/URLSessionSettings.h"
+
+#include "platform/AsciiText.h"
+#include "platform/FrameworkError.h"
+#include "platform/PlatformError.h"
+
+namespace brindlewick {
+namespace {
+
+constexpr auto sessionCachePolicy = NSURLRequestReloadIgnoringLocalAndRemoteCacheData;
+constexpr auto requestCachePolicy = NSURLRequestUseProtocolCachePolicy;
+static_assert(sessionCachePolicy == 4 && requestCachePolicy == 0);
+
+NSString* toString(const std::string& text) { return [NSString stringWithUTF8String:text.c_str()]; }
+
+/// Nil when the framework refuses a part.
+NSURL* compose(const URL& url) {
+  const auto port = url.port() ? parseDecimal<int>(*url.port()) : std::nullopt;
+  if (url.port() && !port) return nil;
+  @try {
+    auto* const parts = [[NSURLComponents alloc] init];
+    parts.scheme = toString(url.scheme().value_or(""));
+    parts.percentEncodedHost = toString(url.host().value_or(""));
+    if (port) parts.port = @(*port);
+    parts.percentEncodedPath = toString(url.path().empty() ? "/" : url.path());
+    if (url.query()) parts.percentEncodedQuery = toString(*url.query());
+    return parts.URL;
+  } @catch (NSException*) {
+    return nil;
+  }
+}
+
+}  // namespace
+
+NSURLSessionConfiguration* urlSessionConfiguration() {
+  auto* const configuration = NSURLSessionConfiguration.ephemeralSessionConfiguration;
+  configuration.requestCachePolicy = sessionCachePolicy;
+  configuration.URLCache = nil;
+  configuration.HTTPCookieStorage = nil;
+  configuration.URLCredentialStorage = nil;
+  configuration.timeoutIntervalForRequest = 30;
+  configuration.timeoutIntervalForResource = 300;
+  configuration.waitsForConnectivity = NO;
+  return configuration;
+}
+
+NSURLRequest* urlRequest(const HTTPSRequest& request) {
+  auto* const url = compose(request.url);
+  if (url == nil)
+    throw PlatformError("request", request.url.string(), frameworkErrorCode("NSURLErrorDomain", NSURLErrorBadURL));
+  const auto timeout = std::chrono::duration<NSTimeInterval>(request.timeout).count();
+  auto* const made = [NSMutableURLRequest requestWithURL:url cachePolicy:requestCachePolicy timeoutInterval:timeout];
+  made.HTTPMethod = @"GET";
+  [made setValue:toString(request.accept) forHTTPHeaderField:@"Accept"];
+  return made;
+}
+
+HTTPSResponse toResponse(NSURLResponse* response) {
+  if (![response isKindOfClass:NSHTTPURLResponse.class]) return {};
+  auto* const http = static_cast<NSHTTPURLResponse*>(response);
+  return {.status = static_cast<int>(http.statusCode),
+          .expectedByteCount = declaredByteCount(http.expectedContentLength)};
+}
+
+std::optional<URL> toURL(NSURLRequest* request) {
+  const char* const text = request.URL.absoluteString.UTF8String;
+  return text == nullptr ? std::nullopt : URL::parse(text);
+}
+
+std::exception_ptr toException(NSError* error, const std::string& subject) {
+  if (error == nil) return nullptr;
+  const char* const domain = error.domain.UTF8String;
+  return std::make_exception_ptr(PlatformError(
+      "request", subject, frameworkErrorCode(domain == nullptr ? "" : domain, static_cast<int>(error.code))));
+}
+
+}  // namespace brindlewick

@@ -1,0 +1,168 @@
+#include "platform/macos/URLSessionHTTPSSession.h"
+
+#include <gmock/gmock.h>
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <thread>
+
+#include "macos/LoopbackServer.h"
+#include "platform/PlatformError.h"
+#include "platform/posix/ChildProcess.h"
+#include "platform/posix/PosixFileSystem.h"
+#include "platform/posix/PosixProcessLauncher.h"
+#include "retrieval/HTTPSOnlySessionDelegate.h"
+#include "support/Fails.h"
+#include "support/TemporaryFolder.h"
+
+namespace brindlewick {
+namespace {
+
+using testing::failsWith;
+using ::testing::HasSubstr;
+using testing::LoopbackServer;
+using ::testing::Property;
+using testing::response;
+using ::testing::Throws;
+
+// Numbers of NSURLError.h.
+constexpr int cannotConnect = -1004;
+constexpr int secureConnectionFailed = -1200;
+constexpr int certificateUntrusted = -1202;
+
+auto failsWithCode(int code) {
+  return Throws<PlatformError>(Property(&PlatformError::code, Property(&std::error_code::value, code)));
+}
+
+/// The rule of a session that leads where it is told, also without TLS, so that a server without a certificate will do.
+struct FollowsAll final : HTTPSSessionDelegate {
+  bool followsRedirect(const std::optional<URL>&) override { return true; }
+};
+
+/// A download that is cancelled after some bytes.
+struct Capped final : HTTPSDownloadDelegate {
+  explicit Capped(std::uint64_t bytes) : cap(bytes) {}
+  bool followsRedirect(const std::optional<URL>& proposed) override { return proposed.has_value(); }
+  bool didWrite(std::uint64_t total) override { return total <= cap; }
+  std::uint64_t cap;
+};
+
+class URLSessionTest : public ::testing::Test {
+ protected:
+  std::unique_ptr<HTTPSSession> session(std::shared_ptr<HTTPSSessionDelegate> rule = std::make_shared<FollowsAll>()) {
+    return URLSessionHTTPSSessionFactory(files).makeSession(std::move(rule), folder / "staging");
+  }
+  static HTTPSRequest request(const std::string& url) { return {.url = *URL::parse(url), .accept = "application/zip"}; }
+
+  testing::TemporaryFolder folder;
+  PosixFileSystem files;
+};
+
+TEST_F(URLSessionTest, fetchesABodyWithTheRequestedHeaders) {
+  const LoopbackServer server([](const std::string&) { return response(200, "manifest"); });
+  const auto result = session()->data(request(server.url("/a%20b?q=1")), 100);
+  EXPECT_EQ(result.response.status, 200);
+  EXPECT_EQ(result.response.expectedByteCount, 8U);
+  EXPECT_EQ(asText(result.body), "manifest");
+  EXPECT_FALSE(result.exceededByteLimit);
+  ASSERT_EQ(server.requests().size(), 1U);
+  EXPECT_THAT(server.requests()[0], ::testing::StartsWith("GET /a%20b?q=1 HTTP/1.1\r\n"));
+  EXPECT_THAT(server.requests()[0], HasSubstr("Accept: application/zip\r\n"));
+}
+
+TEST_F(URLSessionTest, stopsAtTheLimitOfABody) {
+  const LoopbackServer server([](const std::string& head) {
+    const auto whole = response(200, std::string(1000, 'x'));
+    return head.starts_with("GET /undeclared") ? "HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n" + std::string(1000, 'x')
+                                               : whole;
+  });
+  for (const char* path : {"/declared", "/undeclared"}) {
+    const auto result = session()->data(request(server.url(path)), 999);
+    EXPECT_EQ(result.response.status, 200) << path;
+    EXPECT_TRUE(result.exceededByteLimit) << path;
+    EXPECT_FALSE(session()->data(request(server.url(path)), 1000).exceededByteLimit) << path;
+  }
+}
+
+TEST_F(URLSessionTest, keepsNoCookie) {
+  const LoopbackServer server([](const std::string&) { return response(200, "", "Set-Cookie: id=1; Path=/\r\n"); });
+  const auto one = session();
+  for (int i = 0; i < 2; ++i) static_cast<void>(one->data(request(server.url("/")), 10));
+  ASSERT_EQ(server.requests().size(), 2U);
+  EXPECT_THAT(server.requests()[1], ::testing::Not(HasSubstr("Cookie")));
+}
+
+TEST_F(URLSessionTest, followsARedirectOnlyIfTheRuleDoes) {
+  const LoopbackServer server([](const std::string& head) {
+    return head.starts_with("GET /from") ? response(302, "", "Location: /to\r\n") : response(200, "there");
+  });
+  EXPECT_EQ(asText(session()->data(request(server.url("/from")), 10).body), "there");
+  const auto refused = session(std::make_shared<HTTPSOnlySessionDelegate>())->data(request(server.url("/from")), 10);
+  EXPECT_EQ(refused.response.status, 302);
+}
+
+TEST_F(URLSessionTest, takesADownloadIntoAPrivateFolder) {
+  const std::string archive(300'000, 'z');
+  const LoopbackServer server([&](const std::string&) { return response(200, archive); });
+  Capped delegate(archive.size());
+  const auto result = session()->download(request(server.url("/a.zip")), archive.size(), delegate);
+  EXPECT_EQ(result.response.status, 200);
+  EXPECT_EQ(testing::readFile(result.file), archive);
+  EXPECT_EQ(testing::permissionsOf(result.file), 0600U);
+  EXPECT_EQ(testing::permissionsOf(result.file.parent()), 0700U);
+  files.removeTree(result.file.parent());
+}
+
+TEST_F(URLSessionTest, cancelsADownloadThatItsDelegateWantsNoMoreOf) {
+  const LoopbackServer server([](const std::string&) { return response(200, std::string(4'000'000, 'z')); });
+  Capped delegate(1000);
+  EXPECT_THAT([&] { static_cast<void>(session()->download(request(server.url("/a.zip")), 1000, delegate)); },
+              failsWith(std::errc::operation_canceled));
+}
+
+TEST_F(URLSessionTest, passesOnTheErrorOfAConnectionThatIsRefused) {
+  std::uint16_t port = 0;
+  testing::listenOnLoopback(port).reset();
+  EXPECT_THAT(
+      [&] { static_cast<void>(session()->data(request("https://127.0.0.1:" + std::to_string(port) + "/"), 10)); },
+      failsWithCode(cannotConnect));
+}
+
+TEST_F(URLSessionTest, refusesAServerThatSpeaksNoTLS) {
+  std::uint16_t port = 0;
+  const auto listener = testing::listenOnLoopback(port);
+  std::thread talker([&] {
+    const Descriptor connection(::accept(listener.get(), nullptr, nullptr));
+    static_cast<void>(!::write(connection.get(), "no TLS here\r\n", 13));
+  });
+  EXPECT_THAT(
+      [&] { static_cast<void>(session()->data(request("https://127.0.0.1:" + std::to_string(port) + "/"), 10)); },
+      failsWithCode(secureConnectionFailed));
+  talker.join();
+}
+
+TEST_F(URLSessionTest, refusesACertificateThatNobodyTrusts) {
+  const auto key = (folder / "key.pem").string(), certificate = (folder / "certificate.pem").string();
+  const Path openssl("/usr/bin/openssl");
+  ASSERT_TRUE(PosixProcessLauncher()
+                  .run(openssl,
+                       {"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "30", "-subj", "/CN=localhost",
+                        "-keyout", key, "-out", certificate},
+                       65'536)
+                  .succeeded);
+  std::uint16_t port = 0;
+  testing::listenOnLoopback(port).reset();
+  const posix::ChildProcess server(
+      openssl, {"s_server", "-quiet", "-www", "-accept", std::to_string(port), "-key", key, "-cert", certificate}, -1,
+      posix::ChildSession::ours);
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (!testing::connectToLoopback(port) && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
+  EXPECT_THAT(
+      [&] { static_cast<void>(session()->data(request("https://localhost:" + std::to_string(port) + "/"), 10)); },
+      failsWithCode(certificateUntrusted));
+}
+
+}  // namespace
+}  // namespace brindlewick
