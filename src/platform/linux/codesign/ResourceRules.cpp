@@ -6,13 +6,13 @@
 #include <array>
 #include <string_view>
 
+#include "platform/AsciiText.h"
 #include "platform/linux/codesign/Refusal.h"
 
 namespace brindlewick::codesign {
 namespace {
 
-// Real envelopes have a dozen short rules. Counted repetitions and references back, which they never have, could make
-// a match take unbounded time and memory.
+// Real envelopes have a dozen short rules.
 constexpr std::size_t maximumRuleCount = 100;
 constexpr std::size_t maximumPatternByteCount = 256;
 
@@ -27,7 +27,8 @@ constexpr std::string_view flatLanguageVersionPattern = "^.*\\.lproj/locversion.
 class Pattern {
  public:
   explicit Pattern(const std::string& text) {
-    require(text.size() <= maximumPatternByteCount && text.find('{') == std::string::npos && !refersBack(text),
+    require(text.size() <= maximumPatternByteCount && text.find('{') == std::string::npos && !hasSpecialEscape(text) &&
+                repeatsOnlyCharacters(text),
             "a pattern matches in linear time");
     require(::regcomp(&compiled_, text.c_str(), REG_EXTENDED | REG_NOSUB) == 0, "a pattern compiles");
   }
@@ -36,17 +37,38 @@ class Pattern {
   Pattern& operator=(const Pattern&) = delete;
 
   [[nodiscard]] bool matches(const std::string& path) const {
-    return ::regexec(&compiled_, path.c_str(), 0, nullptr, 0) == 0;
+    const int answer = ::regexec(&compiled_, path.c_str(), 0, nullptr, 0);
+    require(answer == 0 || answer == REG_NOMATCH, "a pattern can be matched");
+    return answer == 0;
   }
 
  private:
-  static bool refersBack(const std::string& text) {
+  /// A backslash in front of a letter or a digit: a reference back, or an extension that each library reads in its way.
+  static bool hasSpecialEscape(const std::string& text) {
+    constexpr std::string_view extensions = "<>`'";
     for (std::size_t i = 0; i + 1 < text.size(); ++i) {
       if (text[i] != '\\') continue;
-      if (text[i + 1] >= '0' && text[i + 1] <= '9') return true;
-      ++i;
+      const char escaped = text[++i];
+      if (isAsciiLetter(escaped) || isAsciiDigit(escaped) || extensions.find(escaped) != std::string_view::npos)
+        return true;
     }
     return false;
+  }
+
+  /// The library takes time and memory without bound for repetitions inside repetitions, and a few plus signs suffice:
+  /// it copies what they repeat. So only a character or a set of characters may be repeated, and a group be left out,
+  /// as in the rules that are written for every application. Brackets are not told apart, which refuses too much only.
+  static bool repeatsOnlyCharacters(const std::string& text) {
+    constexpr std::string_view repetitions = "*+?", beginnings = "(|^$*+?";
+    char before = '(';
+    for (const char character : text) {
+      if (repetitions.find(character) != std::string_view::npos) {
+        const bool followsGroup = before == ')' && character != '?';
+        if (followsGroup || beginnings.find(before) != std::string_view::npos) return false;
+      }
+      before = character;
+    }
+    return true;
   }
 
   regex_t compiled_{};
