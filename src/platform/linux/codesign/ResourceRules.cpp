@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <string_view>
+#include <utility>
 
 #include "platform/AsciiText.h"
 #include "platform/linux/codesign/Refusal.h"
@@ -13,7 +14,7 @@ namespace brindlewick::codesign {
 namespace {
 
 // Real envelopes have a dozen short rules.
-constexpr std::size_t maximumRuleCount = 100;
+constexpr std::size_t maximumRuleCount = 40;
 constexpr std::size_t maximumPatternByteCount = 256;
 
 constexpr std::string_view everythingPattern = "^.*";
@@ -23,21 +24,38 @@ constexpr std::array<std::string_view, 3> omissiblePatterns = {"^(.*/)?\\.DS_Sto
 constexpr std::string_view languageVersionPattern = "^Resources/.*\\.lproj/locversion.plist$";
 constexpr std::string_view flatLanguageVersionPattern = "^.*\\.lproj/locversion.plist$";
 
-/// A compiled regular expression.
+struct FreePattern {
+  void operator()(regex_t* compiled) const noexcept {
+    ::regfree(compiled);
+    delete compiled;
+  }
+};
+using CompiledPattern = std::unique_ptr<regex_t, FreePattern>;
+
+CompiledPattern compiledPattern(const std::string& text) {
+  auto memory = std::make_unique<regex_t>();
+  require(::regcomp(memory.get(), text.c_str(), REG_EXTENDED | REG_NOSUB) == 0, "a pattern compiles");
+  return CompiledPattern(memory.release());
+}
+
+/// A regular expression. The library keeps each state that a match went through, some kilobytes for one byte of a path
+/// if the pattern is made for it, until the compiled pattern is freed: which happens now and then.
 class Pattern {
  public:
-  explicit Pattern(const std::string& text) {
-    require(text.size() <= maximumPatternByteCount && text.find('{') == std::string::npos && !hasSpecialEscape(text) &&
-                repeatsOnlyCharacters(text),
+  explicit Pattern(std::string text) : text_(std::move(text)) {
+    require(text_.size() <= maximumPatternByteCount && text_.find('{') == std::string::npos &&
+                !hasSpecialEscape(text_) && repeatsOnlyCharacters(text_),
             "a pattern matches in linear time");
-    require(::regcomp(&compiled_, text.c_str(), REG_EXTENDED | REG_NOSUB) == 0, "a pattern compiles");
+    compiled_ = compiledPattern(text_);
   }
-  ~Pattern() { ::regfree(&compiled_); }
-  Pattern(const Pattern&) = delete;
-  Pattern& operator=(const Pattern&) = delete;
 
-  [[nodiscard]] bool matches(const std::string& path) const {
-    const int answer = ::regexec(&compiled_, path.c_str(), 0, nullptr, 0);
+  [[nodiscard]] bool matches(const std::string& path) {
+    matchedByteCount_ += path.size();
+    if (matchedByteCount_ > maximumMatchedByteCount) {
+      compiled_ = compiledPattern(text_);
+      matchedByteCount_ = path.size();
+    }
+    const int answer = ::regexec(compiled_.get(), path.c_str(), 0, nullptr, 0);
     require(answer == 0 || answer == REG_NOMATCH, "a pattern can be matched");
     return answer == 0;
   }
@@ -71,7 +89,11 @@ class Pattern {
     return true;
   }
 
-  regex_t compiled_{};
+  static constexpr std::size_t maximumMatchedByteCount = 4096;
+
+  std::string text_;
+  CompiledPattern compiled_;
+  std::size_t matchedByteCount_ = 0;
 };
 
 /// A weight, which property lists often hold as a real; the platform cuts its fraction off.
@@ -125,7 +147,7 @@ ResourceRules ResourceRules::compile(const PropertyListTree& rules, bool isFlat)
   require(isSealed != nullptr && *isSealed, "one rule seals everything");
   ResourceRules compiled;
   for (const auto& [pattern, node] : rules) {
-    auto rule = std::make_shared<const Rule>(pattern, node);
+    auto rule = std::make_shared<Rule>(pattern, node);
     require(!rule->effect.isOmitted || mayOmit(pattern, isFlat), "only the system's files are left out");
     compiled.rules_.push_back(std::move(rule));
   }
@@ -133,7 +155,7 @@ ResourceRules ResourceRules::compile(const PropertyListTree& rules, bool isFlat)
   return compiled;
 }
 
-std::optional<RuleEffect> ResourceRules::effectOn(const std::string& path) const {
+std::optional<RuleEffect> ResourceRules::effectOn(const std::string& path) {
   const Rule* best = nullptr;
   for (const auto& rule : rules_) {
     if (best != nullptr && rule->weight < best->weight) break;

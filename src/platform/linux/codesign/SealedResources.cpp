@@ -122,7 +122,7 @@ class ResourceScan {
     rules_.checkNestedCode(folder, name, *entry.requirement());
   }
 
-  [[nodiscard]] bool isUnsealed(const std::string& path) const {
+  [[nodiscard]] bool isUnsealed(const std::string& path) {
     const auto effect = resourceRules_.effectOn(path);
     return !effect || effect->isOmitted;
   }
