@@ -18,7 +18,7 @@ const PropertyListTree* dictionary(const PropertyListTree& envelope, std::string
 }
 
 void askRules(const PropertyListTree& rules) {
-  const ResourceRules compiled = ResourceRules::compile(rules, false);
+  ResourceRules compiled = ResourceRules::compile(rules, false);
   for (const char* path :
        std::array{"Info.plist", "Resources/en.lproj/locversion.plist", "MacOS/helper", "x/.DS_Store"})
     static_cast<void>(compiled.effectOn(path));

@@ -51,6 +51,19 @@ std::function<void(World&)> executableName(const std::string& name) {
 
 void sealLink(World& world) { world.bundle.items["Resources/link"] = LinkItem{"icon.icns"}; }
 
+std::function<void(World&)> sealsLink(const std::string& path, const std::string& target) {
+  return [=](World& world) { world.bundle.items[path] = LinkItem{target}; };
+}
+
+/// The sealed file at the end of a path of this many bytes below Contents.
+std::function<void(World&)> sealsLongPath(std::size_t byteCount) {
+  return [=](World& world) {
+    std::string path = "Resources";
+    while (path.size() + 101 < byteCount) path += "/" + std::string(100, 'x');
+    world.bundle.items[path + "/" + std::string(byteCount - path.size() - 1, 'y')] = FileItem{"deep"};
+  };
+}
+
 void retargetLink(World& world) {
   world.remove("Contents/Resources/link");
   world.addLink("Contents/Resources/link", "icon.icnt");
@@ -103,6 +116,19 @@ const std::vector<SigningCase> cases = {
     {46, "anEmptyDirectory", accepted, addsDirectory("Contents/Frameworks/Other"), adds("Contents/Frameworks/Other/x")},
     {47, "aLinkAdded", invalid, addsLink("Contents/Resources/link", "icon.icns")},
     {47, "aSealedLink", accepted, sealLink, retargetLink},
+    {47, "aLinkToTheSystem", accepted, sealsLink("Resources/link", "/System/Library/Fonts"),
+     [](World& w) { w.flip("Resources/icon.icns", 0); }},
+    {47, "aLinkToAnotherFolder", accepted, sealsLink("Resources/words/link", "../icon.icns"),
+     [](World& w) { w.flip("Resources/icon.icns", 0); }},
+    {47, "aLinkOutOfTheBundle", notAssessed, sealsLink("Resources/link", "../../../Other.app")},
+    {47, "aLinkToAUsersFolder", notAssessed, sealsLink("Resources/link", "/Users/Shared/evil")},
+    {47, "aLinkThroughTheSystem", notAssessed, sealsLink("Resources/link", "/System/../Users/Shared/evil")},
+    {47, "aLinkThroughTheLibrary", notAssessed, sealsLink("Resources/link", "/Library/Fonts/../../tmp/evil")},
+    {47, "aLinkThroughALink", notAssessed,
+     [](World& w) {
+       sealsLink("Resources/a/b/c/up", "../../../")(w);
+       sealsLink("Resources/link", "a/b/c/up/../../../evil")(w);
+     }},
     {48, "aFileInPlaceOfALink", invalid,
      [](World& w) {
        sealLink(w);
@@ -112,6 +138,8 @@ const std::vector<SigningCase> cases = {
     {48, "aLinkInPlaceOfAFile", invalid, becomesLink("Contents/Resources/icon.icns")},
     {48, "aLinkNamedLikeTheFinderFile", invalid, addsLink("Contents/Resources/.ds_store", "icon.icns")},
     {48, "aPipe", invalid, addPipe},
+    {48, "theLongestPath", accepted, sealsLongPath(1024), [](World& w) { w.flip("Resources/icon.icns", 0); }},
+    {48, "aLongerPath", invalid, sealsLongPath(1025)},
     {49, "executableIsALink", invalid, becomesLink("Contents/MacOS/Brindlewick")},
     {49, "executableElsewhere", invalid, executableName("../MacOS/Brindlewick")},
     {49, "executableIsTheFolder", invalid, executableName(".")},

@@ -16,6 +16,13 @@ std::string weighted(const std::string& effect, const std::string& weight) {
   return plist::dictionary({{effect, "<true/>"}, {"weight", weight}});
 }
 
+/// A letter in groups inside each other, each of them repeated.
+std::string nestedGroups(std::size_t depth, const std::string& repetition) {
+  std::string pattern = std::string(depth, '(') + "a";
+  for (std::size_t i = 0; i < depth; ++i) pattern += ")" + repetition;
+  return pattern;
+}
+
 std::function<void(World&)> replacesRule(const std::string& pattern, const std::string& effect) {
   return [=](World& world) {
     for (auto& rule : world.bundle.seal.rules)
@@ -49,6 +56,15 @@ const std::vector<SigningCase> cases = {
     {50, "noRuleForEverything", invalid, removeFirstRule},
     {50, "theRuleForEverythingIsADictionary", invalid, replacesRule(everything, weighted("nothing", "<real>1</real>"))},
     {50, "aBadPattern", invalid, addsRule("^Resources/(", "<true/>")},
+    // What the library of regular expressions would not be done with in a lifetime.
+    {50, "repetitionsOfARepetition", invalid, addsRule("^Resources/a" + std::string(40, '+'), "<true/>")},
+    {50, "repetitionsOfGroups", invalid, addsRule(nestedGroups(20, "+"), "<true/>")},
+    {50, "repetitionsOfGroupsWithAnchors", invalid, addsRule("(^|(^|(((((a)*)*)*)*)*$)+$)+", "<true/>")},
+    {50, "aCountedRepetition", invalid, addsRule("^Resources/a{1,250}", "<true/>")},
+    {50, "aReferenceBack", invalid, addsRule("^(Resources)/\\1", "<true/>")},
+    {50, "anEscapeThatIsNoCharacter", invalid, addsRule("^Resources/\\bwords", "<true/>")},
+    {50, "aGroupThatMayBeMissing", accepted, addsRule("^Resources/(words/)?[a-z]+\\.nothing$", "<true/>"),
+     [](World& w) { w.flip("Resources/icon.icns", 0); }},
     {51, "versionOneOnly", invalid, [](World& w) { w.bundle.seal.hasRules2 = w.bundle.seal.hasFiles2 = false; }},
     {51, "filesWithoutRules", invalid, [](World& w) { w.bundle.seal.hasRules2 = false; }},
     {51, "weightsAsReals", accepted,

@@ -15,8 +15,9 @@ struct Assessment {
 };
 
 /// Whether macOS would let a user start this application, as far as that can be decided offline: a signature that is
-/// valid in depth, nested code included; a Developer ID, of the application and of each nested item; and a stapled
-/// notarization ticket that names the code of every architecture of the main executable and of all nested code.
+/// valid in depth, nested code included, of which each item meets the requirement it was sealed with; a Developer ID of
+/// the application; links that stay inside their bundle or lead to the system; and a stapled notarization ticket that
+/// names the code of every architecture of the main executable and of all nested code.
 /// Revocation is not asked for, and a ticket that is only online does not count. Anything unreadable is a rejection.
 [[nodiscard]] Assessment assess(const Path& application, const CodeSigningTrust& trust);
 

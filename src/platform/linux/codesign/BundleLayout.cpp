@@ -72,25 +72,26 @@ const Places contentsPlaces{"Info.plist", "MacOS/"};
 const Places versionPlaces{"Resources/Info.plist", ""};
 const Places flatPlaces{"Info.plist", "", true};
 
-BundleLayouts readFramework(const Folder& bundle, std::string_view name) {
+using LayoutJudge = std::function<void(BundleLayout)>;
+
+void forEachVersion(const Folder& bundle, std::string_view name, const LayoutJudge& judge) {
   const FrameworkVersions versions = readFrameworkVersions(bundle);
-  const auto layoutOf = [&](const std::string& version) {
-    return readLayout(bundle.folder("Versions/" + version), versionPlaces, name);
+  const auto judgeVersion = [&](const std::string& version) {
+    judge(readLayout(bundle.folder("Versions/" + version), versionPlaces, name));
   };
-  BundleLayouts layouts{layoutOf(versions.current), {}};
-  for (const std::string& version : versions.others) layouts.otherVersions.push_back(layoutOf(version));
-  return layouts;
+  judgeVersion(versions.current);
+  std::ranges::for_each(versions.others, judgeVersion);
 }
 
 }  // namespace
 
-BundleLayouts readBundleLayouts(Folder bundle, std::string_view name) {
+void forEachBundleLayout(Folder bundle, std::string_view name, const LayoutJudge& judge) {
   if (bundle.status("Contents")) {
     checkApplicationRoot(bundle);
-    return {readLayout(bundle.folder("Contents"), contentsPlaces, name), {}};
+    return judge(readLayout(bundle.folder("Contents"), contentsPlaces, name));
   }
-  if (bundle.status("Versions")) return readFramework(bundle, name);
-  return {readLayout(std::move(bundle), flatPlaces, name), {}};
+  if (bundle.status("Versions")) return forEachVersion(bundle, name, judge);
+  judge(readLayout(std::move(bundle), flatPlaces, name));
 }
 
 }  // namespace brindlewick::codesign

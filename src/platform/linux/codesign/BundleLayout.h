@@ -1,8 +1,8 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "platform/linux/PropertyListTree.h"
 #include "platform/linux/codesign/Folder.h"
@@ -19,18 +19,15 @@ struct BundleLayout {
   bool isFlat = false;           ///< neither Contents nor Versions
 };
 
-/// A bundle and, for a framework with versions, the versions beside the current one.
-struct BundleLayouts {
-  BundleLayout current;
-  std::vector<BundleLayout> otherVersions;
-};
-
 /// Finds the parts of a bundle and checks its layout by the strict rules: nothing in its root and its _CodeSignature
 /// that the signature does not cover, Info.plist and the main executable regular files at their places, no store
 /// receipt, a ticket only as a file. `name` is the bundle's own, for those that do not name their executable.
 ///
+/// Calls `judge` with the bundle and then, for a framework with versions, with each version beside the current one. One
+/// is read when the one before is judged and gone: there may be thousands, each with a property list of megabytes.
+///
 /// Throws Refusal, or PlatformError for what cannot be read.
-[[nodiscard]] BundleLayouts readBundleLayouts(Folder bundle, std::string_view name);
+void forEachBundleLayout(Folder bundle, std::string_view name, const std::function<void(BundleLayout)>& judge);
 
 /// What an Info.plist, a CodeResources or a ticket may hold.
 inline constexpr std::uint64_t maximumBundleFileByteCount = 64 << 20;

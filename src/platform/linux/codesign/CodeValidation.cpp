@@ -1,6 +1,7 @@
 #include "platform/linux/codesign/CodeValidation.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "platform/linux/codesign/BundleLayout.h"
 #include "platform/linux/codesign/Refusal.h"
@@ -31,11 +32,12 @@ ValidatedCode CodeValidation::bundle(Folder folder, std::string_view name) const
 ValidatedCode CodeValidation::file(ByteSource& source) const { return file(source, Extent{}); }
 
 ValidatedCode CodeValidation::bundle(Folder folder, std::string_view name, const Extent& extent) const {
-  BundleLayouts layouts = readBundleLayouts(std::move(folder), name);
   ValidatedCode code;
-  addLayout(code, layouts.current, extent);
-  for (const BundleLayout& other : layouts.otherVersions) addLayout(code, other, extent);
-  code.information = std::move(layouts.current.information);
+  bool isCurrent = true;
+  forEachBundleLayout(std::move(folder), name, [&](BundleLayout layout) {
+    addLayout(code, layout, extent);
+    if (std::exchange(isCurrent, false)) code.information = std::move(layout.information);
+  });
   return code;
 }
 

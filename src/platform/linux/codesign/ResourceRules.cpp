@@ -5,15 +5,16 @@
 #include <algorithm>
 #include <array>
 #include <string_view>
+#include <utility>
 
+#include "platform/AsciiText.h"
 #include "platform/linux/codesign/Refusal.h"
 
 namespace brindlewick::codesign {
 namespace {
 
-// Real envelopes have a dozen short rules. Counted repetitions and references back, which they never have, could make
-// a match take unbounded time and memory.
-constexpr std::size_t maximumRuleCount = 100;
+// Real envelopes have a dozen short rules.
+constexpr std::size_t maximumRuleCount = 40;
 constexpr std::size_t maximumPatternByteCount = 256;
 
 constexpr std::string_view everythingPattern = "^.*";
@@ -23,33 +24,76 @@ constexpr std::array<std::string_view, 3> omissiblePatterns = {"^(.*/)?\\.DS_Sto
 constexpr std::string_view languageVersionPattern = "^Resources/.*\\.lproj/locversion.plist$";
 constexpr std::string_view flatLanguageVersionPattern = "^.*\\.lproj/locversion.plist$";
 
-/// A compiled regular expression.
+struct FreePattern {
+  void operator()(regex_t* compiled) const noexcept {
+    ::regfree(compiled);
+    delete compiled;
+  }
+};
+using CompiledPattern = std::unique_ptr<regex_t, FreePattern>;
+
+CompiledPattern compiledPattern(const std::string& text) {
+  auto memory = std::make_unique<regex_t>();
+  require(::regcomp(memory.get(), text.c_str(), REG_EXTENDED | REG_NOSUB) == 0, "a pattern compiles");
+  return CompiledPattern(memory.release());
+}
+
+/// A regular expression. The library keeps each state that a match went through, some kilobytes for one byte of a path
+/// if the pattern is made for it, until the compiled pattern is freed: which happens now and then.
 class Pattern {
  public:
-  explicit Pattern(const std::string& text) {
-    require(text.size() <= maximumPatternByteCount && text.find('{') == std::string::npos && !refersBack(text),
+  explicit Pattern(std::string text) : text_(std::move(text)) {
+    require(text_.size() <= maximumPatternByteCount && text_.find('{') == std::string::npos &&
+                !hasSpecialEscape(text_) && repeatsOnlyCharacters(text_),
             "a pattern matches in linear time");
-    require(::regcomp(&compiled_, text.c_str(), REG_EXTENDED | REG_NOSUB) == 0, "a pattern compiles");
+    compiled_ = compiledPattern(text_);
   }
-  ~Pattern() { ::regfree(&compiled_); }
-  Pattern(const Pattern&) = delete;
-  Pattern& operator=(const Pattern&) = delete;
 
-  [[nodiscard]] bool matches(const std::string& path) const {
-    return ::regexec(&compiled_, path.c_str(), 0, nullptr, 0) == 0;
+  [[nodiscard]] bool matches(const std::string& path) {
+    matchedByteCount_ += path.size();
+    if (matchedByteCount_ > maximumMatchedByteCount) {
+      compiled_ = compiledPattern(text_);
+      matchedByteCount_ = path.size();
+    }
+    const int answer = ::regexec(compiled_.get(), path.c_str(), 0, nullptr, 0);
+    require(answer == 0 || answer == REG_NOMATCH, "a pattern can be matched");
+    return answer == 0;
   }
 
  private:
-  static bool refersBack(const std::string& text) {
+  /// A backslash in front of a letter or a digit: a reference back, or an extension that each library reads in its way.
+  static bool hasSpecialEscape(const std::string& text) {
+    constexpr std::string_view extensions = "<>`'";
     for (std::size_t i = 0; i + 1 < text.size(); ++i) {
       if (text[i] != '\\') continue;
-      if (text[i + 1] >= '0' && text[i + 1] <= '9') return true;
-      ++i;
+      const char escaped = text[++i];
+      if (isAsciiLetter(escaped) || isAsciiDigit(escaped) || extensions.find(escaped) != std::string_view::npos)
+        return true;
     }
     return false;
   }
 
-  regex_t compiled_{};
+  /// The library takes time and memory without bound for repetitions inside repetitions, and a few plus signs suffice:
+  /// it copies what they repeat. So only a character or a set of characters may be repeated, and a group be left out,
+  /// as in the rules that are written for every application. Brackets are not told apart, which refuses too much only.
+  static bool repeatsOnlyCharacters(const std::string& text) {
+    constexpr std::string_view repetitions = "*+?", beginnings = "(|^$*+?";
+    char before = '(';
+    for (const char character : text) {
+      if (repetitions.find(character) != std::string_view::npos) {
+        const bool followsGroup = before == ')' && character != '?';
+        if (followsGroup || beginnings.find(before) != std::string_view::npos) return false;
+      }
+      before = character;
+    }
+    return true;
+  }
+
+  static constexpr std::size_t maximumMatchedByteCount = 4096;
+
+  std::string text_;
+  CompiledPattern compiled_;
+  std::size_t matchedByteCount_ = 0;
 };
 
 /// A weight, which property lists often hold as a real; the platform cuts its fraction off.
@@ -103,7 +147,7 @@ ResourceRules ResourceRules::compile(const PropertyListTree& rules, bool isFlat)
   require(isSealed != nullptr && *isSealed, "one rule seals everything");
   ResourceRules compiled;
   for (const auto& [pattern, node] : rules) {
-    auto rule = std::make_shared<const Rule>(pattern, node);
+    auto rule = std::make_shared<Rule>(pattern, node);
     require(!rule->effect.isOmitted || mayOmit(pattern, isFlat), "only the system's files are left out");
     compiled.rules_.push_back(std::move(rule));
   }
@@ -111,7 +155,7 @@ ResourceRules ResourceRules::compile(const PropertyListTree& rules, bool isFlat)
   return compiled;
 }
 
-std::optional<RuleEffect> ResourceRules::effectOn(const std::string& path) const {
+std::optional<RuleEffect> ResourceRules::effectOn(const std::string& path) {
   const Rule* best = nullptr;
   for (const auto& rule : rules_) {
     if (best != nullptr && rule->weight < best->weight) break;

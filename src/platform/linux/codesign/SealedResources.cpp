@@ -14,6 +14,9 @@ namespace {
 /// Every level holds a descriptor and a frame of the stack.
 constexpr int maximumDepth = 128;
 
+/// PATH_MAX of macOS.
+constexpr std::size_t maximumPathByteCount = 1024;
+
 constexpr std::size_t pieceByteCount = 128 << 10;
 
 const PropertyListTree& dictionaryOf(const PropertyListTree& envelope, std::string_view key) {
@@ -23,19 +26,22 @@ const PropertyListTree& dictionaryOf(const PropertyListTree& envelope, std::stri
   return *dictionary;
 }
 
-/// Whether a relative target, followed from `folder`, stays below the base. Nothing is looked up: a component that is
-/// itself a link is judged where it stands.
-bool staysInside(std::string_view folder, std::string_view target) {
-  if (target.starts_with("/")) return target.starts_with("/System/") || target.starts_with("/Library/");
-  auto depth = std::ranges::count(folder, '/');
+/// Whether a target, followed from the link's folder, stays below the base or leads to the system. Nothing is looked
+/// up: a component that is itself a link is judged where it stands. So no step up may follow a step down, since it
+/// would begin wherever such a link leads; and none may follow the name of a folder of the system.
+bool staysInside(std::string_view path, std::string_view target) {
+  auto stepsUp = std::ranges::count(path, '/');
+  const bool isAbsolute = target.starts_with("/");
+  if (isAbsolute && !target.starts_with("/System/") && !target.starts_with("/Library/")) return false;
+  bool goesDown = isAbsolute;
   while (!target.empty()) {
     const auto component = target.substr(0, target.find('/'));
     target.remove_prefix(std::min(target.size(), component.size() + 1));
-    if (component == "..")
-      --depth;
-    else if (!component.empty() && component != ".")
-      ++depth;
-    if (depth < 0) return false;
+    if (component.empty() || component == ".") continue;
+    if (component != "..")
+      goesDown = true;
+    else if (goesDown || --stepsUp < 0)
+      return false;
   }
   return true;
 }
@@ -64,6 +70,7 @@ class ResourceScan {
     require(depth <= maximumDepth, "folders are not nested without end");
     for (const FolderItem& item : folder.items()) {
       const std::string path = prefix + item.name;
+      require(path.size() <= maximumPathByteCount, "a path is not longer than the system's longest");
       if (!isExcluded(path)) judge(folder, item, path, depth);
     }
   }
@@ -115,7 +122,7 @@ class ResourceScan {
     rules_.checkNestedCode(folder, name, *entry.requirement());
   }
 
-  [[nodiscard]] bool isUnsealed(const std::string& path) const {
+  [[nodiscard]] bool isUnsealed(const std::string& path) {
     const auto effect = resourceRules_.effectOn(path);
     return !effect || effect->isOmitted;
   }
