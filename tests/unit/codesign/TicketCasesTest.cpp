@@ -43,7 +43,7 @@ const std::vector<SigningCase> cases = {
     {62, "signatureChanged", notAssessed,
      spoiled([](Bytes& b) { b.at(b.size() - signatureFieldByteCount + 20) ^= 1; })},
     {62, "bytesBehindTheSignature", notAssessed, spoiled([](Bytes& b) { b.push_back(1); })},
-    {62, "cut", notAssessed, spoiled([](Bytes& b) { b.resize(b.size() - 40); })},
+    {62, "cut", notAssessed, spoiled([](Bytes& b) { b.erase(b.end() - 40, b.end()); })},
     {62, "lengthsThatWrap", notAssessed,
      spoiled([](Bytes& b) { std::fill(b.begin() + 8, b.begin() + 16, std::uint8_t{0xFF}); })},
     {63, "executableAbsent", notAssessed, ticket([](TicketShape& t) { t.editEntries = [](auto& e) { e.clear(); }; })},
