@@ -216,8 +216,7 @@ class Durability(Scenario):
         done = subprocess.run(["strace", "-f", "-y", "-o", log, "-e", "trace=fsync,fdatasync,rename,renameat,renameat2,write,mkdir",
                                self.world.updater, "check-and-stage", *self.check_options()],
                               stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                              # No leak can be looked for in a process that is traced.
-                              env={**os.environ, "ASAN_OPTIONS": os.environ.get("ASAN_OPTIONS", "") + ":detect_leaks=0"})
+                              env=world.traceable_environment())
         if done.returncode != 0:
             self.fail("strace: %r %r" % (done.stdout, done.stderr))
         candidate = os.path.dirname(json.loads(done.stdout)["stagedArtifactPath"])

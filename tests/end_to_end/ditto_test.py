@@ -2,14 +2,17 @@
 
 import os
 import shutil
+import signal
 import stat
 import struct
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 import zipfile
 
+from world import traceable_environment
 from zip_bytes import (AMIGA, DARWIN, FILE, LINK, MS_DOS, PIPE, VMS, Entry, archive, end_record, field, unicode_path)
 
 DITTO = os.path.realpath(sys.argv[1])
@@ -407,6 +410,8 @@ class DittoRefuses(Case):
         inner = archive(Entry(f"{APP}/evil", b"evil"))
         outer = archive(Entry(f"{APP}/a", b"a"))
         self.assert_refuses(archive(Entry(f"{APP}/a", b"a"), comment=end_record(0, 0, 0)), "inside the comment")
+        # Behind a third record, so that not only neighbours are compared.
+        self.assert_refuses(archive(Entry(f"{APP}/a", b"a"), comment=end_record(0, 0, 0) + inner), "inside the comment")
         self.assert_refuses(outer + inner, "where its end record says")
         self.assert_refuses(archive(Entry(f"{APP}/a", b"a"))[:-2] + b"\x05\x00ab", "cut short")
 
@@ -459,6 +464,39 @@ class DittoRefuses(Case):
                           ("-x", "-k", "", "b"), ("-xk", "a", "b"), ("--help",)):
             run = self.ditto(*arguments)
             self.assertEqual((run.stdout, run.stderr, run.returncode), (b"", b"usage: ditto -x -k ARCHIVE DIRECTORY\n", 2))
+
+
+class DittoIsInterrupted(Case):
+    def processes_of(self, program):
+        """The processes that run this program."""
+        found = []
+        for process in filter(str.isdigit, os.listdir("/proc")):
+            try:
+                if os.readlink(f"/proc/{process}/exe") == program:
+                    found.append(int(process))
+            except OSError:
+                pass  # it has ended, or is not ours
+        return found
+
+    def test_and_removes_what_it_created(self):
+        program = shutil.copy(DITTO, os.path.join(self.folder, "ditto"))
+        self.write(archive(Entry(f"{APP}/a", b"a" * (8 << 20), deflate=True)))
+        for number in (signal.SIGHUP, signal.SIGINT, signal.SIGTERM):
+            with self.subTest(signal=number):
+                # Each write takes a tenth of a second.
+                command = ["strace", "-o", "/dev/null", "-e", "trace=write", "-e", "inject=write:delay_enter=100000",
+                           program, "-x", "-k", self.archive, self.target]
+                tracer = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                          env=traceable_environment())
+                deadline = time.monotonic() + 60
+                while not os.path.exists(os.path.join(self.target, APP, "a")):
+                    self.assertLess(time.monotonic(), deadline)
+                    time.sleep(0.001)
+                (process,) = self.processes_of(program)
+                os.kill(process, number)
+                output, errors = tracer.communicate(timeout=60)
+                self.assertEqual((output, errors), (b"", f"ditto: {self.archive}: interrupted\n".encode()))
+                self.assertEqual((tracer.returncode, os.listdir(self.target)), (1, []))
 
 
 class DittoOnAFullDisk(Case):

@@ -13,7 +13,7 @@ from install_world import (GATEKEEPER, HASH_MISMATCH, INVALID_BUNDLE, INVALID_SI
                            PROGRAMS, REPLACEMENT_FAILED, UNSAFE_PREPARATION, UNSAFE_STAGING, UPDATED, WRONG_IDENTITY,
                            WRONG_TEAM, InstallScenario, InstallWorld, ended_process, failure, fill_up, snapshot,
                            snapshot_without_times, wait_until)
-from world import FAILED_SAFELY, INVALID_ARGUMENTS, enter, run_quietly
+from world import FAILED_SAFELY, INVALID_ARGUMENTS, enter, run_quietly, traceable_environment
 
 APP = "Brindlewick.app"
 SLEEPING_CALLS = ("230 ", "35 ", "115 ", "101 ")  # clock_nanosleep and nanosleep of x86-64 and of arm64
@@ -158,7 +158,7 @@ class Apply(InstallScenario):
         self.stage_and_prepare()
         trace = os.path.join(self.folder, "trace")
         subprocess.run(["strace", "-y", "-o", trace, self.world.updater, "apply-install", *self.apply_options()],
-                       stdin=subprocess.DEVNULL, check=True)
+                       stdin=subprocess.DEVNULL, check=True, env=traceable_environment())
         with open(trace) as file:
             calls = file.read().splitlines()
         moves = [i for i, call in enumerate(calls) if call.startswith("rename") and ".Brindlewick." in call]

@@ -94,6 +94,9 @@ class Open(unittest.TestCase):
         for content in (b"", b"no property list", b"<plist><array/></plist>", plistlib.dumps(["a"])):
             self.information(content)
             self.assertEqual(self.open("-a", self.bundle), (1, f"open: {self.bundle}: not an application\n"))
+        os.remove(os.path.join(self.bundle, "Contents/Info.plist"))
+        os.mkfifo(os.path.join(self.bundle, "Contents/Info.plist"))
+        self.assertEqual(self.open("-a", self.bundle), (1, f"open: {self.bundle}: not an application\n"))
         missing = os.path.join(self.folder, "Missing.app")
         self.assertEqual(self.open("-a", missing), (1, f"open: {missing}: No such file or directory\n"))
 

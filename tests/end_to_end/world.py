@@ -175,6 +175,11 @@ def updater(*arguments, stdout=subprocess.PIPE, environment=None, umask=-1):
     return Run(done.returncode, done.stdout, done.stderr)
 
 
+def traceable_environment():
+    """For a program that strace runs: no leak can be looked for in a process that is traced."""
+    return {**os.environ, "ASAN_OPTIONS": os.environ.get("ASAN_OPTIONS", "") + ":detect_leaks=0"}
+
+
 def peak_kib(*command):
     """The peak resident memory of a command. Measured from a small program, since a child's peak begins with that of
     the process that started it."""

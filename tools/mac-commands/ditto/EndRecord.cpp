@@ -29,12 +29,14 @@ std::uint64_t commentByteCount(const Tail& tail, std::uint64_t position) {
 std::uint64_t findEndRecord(const Tail& tail) {
   constexpr std::array<std::uint8_t, 4> signature{'P', 'K', 5, 6};
   std::optional<std::uint64_t> last;
+  std::uint64_t reach = 0;  // the end of the comments so far
   bool lastIsInAComment = false;
   for (auto from = tail.bytes.begin();; ++from) {
     from = std::search(from, tail.bytes.end(), signature.begin(), signature.end());
     const auto position = static_cast<std::uint64_t>(from - tail.bytes.begin());
     if (position + endRecordByteCount > tail.bytes.size()) break;
-    lastIsInAComment = last && position < *last + endRecordByteCount + commentByteCount(tail, *last);
+    lastIsInAComment = position < reach;
+    reach = std::max(reach, position + endRecordByteCount + commentByteCount(tail, position));
     last = position;
   }
   if (!last) throw Refusal("the file is not a zip archive");

@@ -106,13 +106,15 @@ int TargetFolder::parentOf(const std::string& path) {
 /// Youngest first, so that folders are empty when their turn comes. What cannot be removed stays; there is nobody left
 /// to tell.
 void TargetFolder::removeCreated() noexcept {
-  for (; !created_.empty(); created_.pop_back()) {
-    const Created& item = created_.back();
+  // Folders that already have their final mode may lack the permission to remove what they hold.
+  for (const Created& item : created_) {
     try {
-      // A folder that already has its final mode may lack the permission to remove what it holds.
       if (item.isFolder) setAttributes(openFolder(item.path), 0700, nullptr);
     } catch (const std::system_error&) {
     }
+  }
+  for (; !created_.empty(); created_.pop_back()) {
+    const Created& item = created_.back();
     try {
       unlinkat(parentOf(item.path), lastComponent(item.path), item.isFolder ? AT_REMOVEDIR : 0);
     } catch (const std::system_error&) {

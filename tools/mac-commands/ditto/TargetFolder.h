@@ -30,7 +30,7 @@ class Descriptor {
 /// All operations take paths relative to the folder and throw std::system_error; a name that exists already is one.
 class TargetFolder {
  public:
-  /// Opens the folder; creates it, with mode 0755, when there is none.
+  /// Opens the folder; creates it, with mode 0755 less the process's mask, when there is none.
   explicit TargetFolder(const std::string& path);
   ~TargetFolder();
   TargetFolder(const TargetFolder&) = delete;

@@ -1,11 +1,12 @@
 #include "BundleExecutable.h"
 
+#include <fcntl.h>
 #include <plist/plist.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string_view>
 
@@ -15,13 +16,28 @@ namespace {
 /// Far more than any application has; libplist takes 32-bit sizes.
 constexpr std::size_t maximumPropertyListByteCount = 16 * 1024 * 1024;
 
+/// The content of a regular file; empty when it is none, cannot be read or is too large.
+std::string smallFile(const std::string& path) {
+  // Without O_NONBLOCK, opening a named pipe would wait for a writer.
+  const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+  if (file < 0) return {};
+  struct stat attributes {};
+  std::string content;
+  if (fstat(file, &attributes) == 0 && S_ISREG(attributes.st_mode) &&
+      static_cast<std::uint64_t>(attributes.st_size) <= maximumPropertyListByteCount) {
+    content.resize(static_cast<std::size_t>(attributes.st_size));
+    if (read(file, content.data(), content.size()) != attributes.st_size) content.clear();
+  }
+  close(file);
+  return content;
+}
+
 struct PropertyList {
   std::unique_ptr<void, decltype(&plist_free)> root{nullptr, plist_free};
 
   explicit PropertyList(const std::string& file) {
-    std::ifstream stream(file, std::ios::binary);
-    const std::string content{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-    if (content.empty() || content.size() > maximumPropertyListByteCount) return;
+    const std::string content = smallFile(file);
+    if (content.empty()) return;
     plist_t parsed = nullptr;
     plist_from_memory(content.data(), static_cast<std::uint32_t>(content.size()), &parsed);
     root.reset(parsed);
