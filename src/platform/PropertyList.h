@@ -12,8 +12,8 @@
 namespace brindlewick {
 
 /// A value of a property list as far as the program reads it; std::monostate stands for every other kind (data, date,
-/// array, dictionary, real, Boolean, UID).
-using PropertyListValue = std::variant<std::monostate, std::string, std::int64_t>;
+/// array, dictionary, Boolean, UID).
+using PropertyListValue = std::variant<std::monostate, std::string, std::int64_t, double>;
 using PropertyListDictionary = std::map<std::string, PropertyListValue, std::less<>>;
 
 /// Reads property lists, XML or binary.

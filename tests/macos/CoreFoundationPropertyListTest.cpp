@@ -15,7 +15,7 @@ std::optional<PropertyListDictionary> read(std::string_view text) {
   return CoreFoundationPropertyList().dictionary(asBytes(text));
 }
 
-TEST(CoreFoundationPropertyList, readsTextsAndIntegersAndNothingElse) {
+TEST(CoreFoundationPropertyList, readsTextsAndNumbersAndNothingElse) {
   const auto list =
       read(xml("<dict><key>text</key><string>caf\xC3\xA9</string><key>number</key><integer>-7</integer>"
                "<key>real</key><real>1.5</real><key>true</key><true/><key>list</key><array/></dict>"));
@@ -23,7 +23,8 @@ TEST(CoreFoundationPropertyList, readsTextsAndIntegersAndNothingElse) {
   EXPECT_EQ(list->size(), 5U);
   EXPECT_EQ(list->at("text"), PropertyListValue(std::string("caf\xC3\xA9")));
   EXPECT_EQ(list->at("number"), PropertyListValue(std::int64_t{-7}));
-  for (const char* key : {"real", "true", "list"}) EXPECT_EQ(list->at(key), PropertyListValue()) << key;
+  EXPECT_EQ(list->at("real"), PropertyListValue(1.5));
+  for (const char* key : {"true", "list"}) EXPECT_EQ(list->at(key), PropertyListValue()) << key;
 }
 
 TEST(CoreFoundationPropertyList, readsTheBinaryForm) {

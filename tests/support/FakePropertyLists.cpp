@@ -19,6 +19,8 @@ std::optional<PropertyListDictionary> FakePropertyLists::dictionary(ByteView con
       dictionary[name] = value;
     else if (kind == "integer")
       dictionary[name] = std::int64_t{std::stoll(value)};
+    else if (kind == "real")
+      dictionary[name] = std::stod(value);
     else if (kind == "other")
       dictionary[name] = std::monostate();
     else

@@ -12,6 +12,7 @@ std::optional<PropertyListDictionary> PlistPropertyListReader::dictionary(ByteVi
     PropertyListValue& value = dictionary[key];
     if (const auto* text = node.as<std::string>()) value = *text;
     if (const auto* number = node.as<std::int64_t>()) value = *number;
+    if (const auto* real = node.as<double>()) value = *real;
   }
   return dictionary;
 }

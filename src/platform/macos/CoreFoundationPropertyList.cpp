@@ -10,7 +10,11 @@ namespace {
 
 /// Absent for an integer beyond 64 bits.
 std::optional<PropertyListValue> toNumber(CFNumberRef number) {
-  if (CFNumberIsFloatType(number)) return PropertyListValue();
+  if (CFNumberIsFloatType(number)) {
+    double real = 0;
+    CFNumberGetValue(number, kCFNumberDoubleType, &real);
+    return real;
+  }
   std::int64_t value = 0;
   if (!CFNumberGetValue(number, kCFNumberSInt64Type, &value)) return std::nullopt;
   return value;

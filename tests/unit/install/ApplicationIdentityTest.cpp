@@ -100,15 +100,17 @@ TEST(ApplicationIdentity, looksForTheExecutableThatTheBundleNames) {
 
 TEST(ApplicationIdentity, readsTheBuildFromTextAndFromNumbers) {
   const std::pair<const char*, std::int64_t> accepted[] = {
-      {"string 118", 118}, {"integer 118", 118}, {"string +118", 118}, {"string 0118", 118}, {"string -3", -3}};
+      {"string 118", 118}, {"integer 118", 118}, {"string +118", 118}, {"string 0118", 118},
+      {"string -3", -3},   {"real 118.0", 118},  {"real -0.0", 0},     {"real 9007199254740992", 9007199254740992}};
   for (const auto& [value, build] : accepted) {
     Inspection inspection;
     inspection.recipe.properties["CFBundleVersion"] = value;
     inspection.expected.build = build;
     EXPECT_EQ(inspection.verify().build, build) << value;
   }
-  for (const char* value : {"string", "string 118.0", "string 1 18", "string 118 ", "string  118", "string 0x76",
-                            "string 9223372036854775808", "string +-1", "other"}) {
+  for (const char* value :
+       {"string", "string 118.0", "string 1 18", "string 118 ", "string  118", "string 0x76",
+        "string 9223372036854775808", "string +-1", "real 118.5", "real 1e300", "real inf", "real nan", "other"}) {
     Inspection inspection;
     inspection.recipe.properties["CFBundleVersion"] = value;
     EXPECT_THAT([&] { static_cast<void>(inspection.verify()); }, fails(invalidApplicationBundle)) << value;

@@ -49,8 +49,9 @@ TEST_P(ApplicationPropertyList, readsAsAFlatDictionary) {
   EXPECT_EQ(dictionary->size(), 21U);
   EXPECT_EQ(dictionary->at("CFBundleVersion"), PropertyListValue("2400"));
   EXPECT_EQ(dictionary->at("UpdateChannel"), PropertyListValue(std::int64_t{-3}));
-  for (const char* key : {"BuildDate", "CFBundleDocumentTypes", "LSRequiresNativeExecution", "NSAppTransportSecurity",
-                          "UpdateCheckWeight", "UpdateKey"})
+  EXPECT_EQ(dictionary->at("UpdateCheckWeight"), PropertyListValue(1000.5));
+  for (const char* key :
+       {"BuildDate", "CFBundleDocumentTypes", "LSRequiresNativeExecution", "NSAppTransportSecurity", "UpdateKey"})
     EXPECT_EQ(dictionary->at(key), PropertyListValue()) << key;
 }
 
