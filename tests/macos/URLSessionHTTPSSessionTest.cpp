@@ -2,19 +2,16 @@
 
 #include <gmock/gmock.h>
 
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <chrono>
 #include <thread>
 
-#include "macos/LoopbackServer.h"
 #include "platform/PlatformError.h"
 #include "platform/posix/ChildProcess.h"
 #include "platform/posix/PosixFileSystem.h"
 #include "platform/posix/PosixProcessLauncher.h"
 #include "retrieval/HTTPSOnlySessionDelegate.h"
 #include "support/Fails.h"
+#include "support/LoopbackServer.h"
 #include "support/TemporaryFolder.h"
 
 namespace brindlewick {
@@ -31,6 +28,10 @@ using ::testing::Throws;
 constexpr int cannotConnect = -1004;
 constexpr int secureConnectionFailed = -1200;
 constexpr int certificateUntrusted = -1202;
+
+std::string httpsURL(const std::string& host, std::uint16_t port) {
+  return "https://" + host + ":" + std::to_string(port) + "/";
+}
 
 auto failsWithCode(int code) {
   return Throws<PlatformError>(Property(&PlatformError::code, Property(&std::error_code::value, code)));
@@ -123,24 +124,20 @@ TEST_F(URLSessionTest, cancelsADownloadThatItsDelegateWantsNoMoreOf) {
 }
 
 TEST_F(URLSessionTest, passesOnTheErrorOfAConnectionThatIsRefused) {
-  std::uint16_t port = 0;
-  testing::listenOnLoopback(port).reset();
-  EXPECT_THAT(
-      [&] { static_cast<void>(session()->data(request("https://127.0.0.1:" + std::to_string(port) + "/"), 10)); },
-      failsWithCode(cannotConnect));
+  const auto port = testing::Listener::make().port;  // and closed again
+  EXPECT_THAT([&] { static_cast<void>(session()->data(request(httpsURL("127.0.0.1", port)), 10)); },
+              failsWithCode(cannotConnect));
 }
 
 TEST_F(URLSessionTest, refusesAServerThatSpeaksNoTLS) {
-  std::uint16_t port = 0;
-  const auto listener = testing::listenOnLoopback(port);
-  std::thread talker([&] {
-    const Descriptor connection(::accept(listener.get(), nullptr, nullptr));
-    static_cast<void>(!::write(connection.get(), "no TLS here\r\n", 13));
+  // It closes only after the client: to close over what has not been read may discard the answer on its way.
+  const testing::LoopbackListener server([](int connection) {
+    testing::receive(connection, [](const std::string& hello) { return !hello.empty(); });
+    testing::sendAll(connection, "no TLS here\r\n");
+    testing::receive(connection);
   });
-  EXPECT_THAT(
-      [&] { static_cast<void>(session()->data(request("https://127.0.0.1:" + std::to_string(port) + "/"), 10)); },
-      failsWithCode(secureConnectionFailed));
-  talker.join();
+  EXPECT_THAT([&] { static_cast<void>(session()->data(request(httpsURL("127.0.0.1", server.port())), 10)); },
+              failsWithCode(secureConnectionFailed));
 }
 
 TEST_F(URLSessionTest, refusesACertificateThatNobodyTrusts) {
@@ -152,16 +149,14 @@ TEST_F(URLSessionTest, refusesACertificateThatNobodyTrusts) {
                         "-keyout", key, "-out", certificate},
                        65'536)
                   .succeeded);
-  std::uint16_t port = 0;
-  testing::listenOnLoopback(port).reset();
+  const auto port = testing::Listener::make().port;
   const posix::ChildProcess server(
       openssl, {"s_server", "-quiet", "-www", "-accept", std::to_string(port), "-key", key, "-cert", certificate}, -1,
       posix::ChildSession::ours);
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
   while (!testing::connectToLoopback(port) && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
-  EXPECT_THAT(
-      [&] { static_cast<void>(session()->data(request("https://localhost:" + std::to_string(port) + "/"), 10)); },
-      failsWithCode(certificateUntrusted));
+  EXPECT_THAT([&] { static_cast<void>(session()->data(request(httpsURL("localhost", port)), 10)); },
+              failsWithCode(certificateUntrusted));
 }
 
 }  // namespace
