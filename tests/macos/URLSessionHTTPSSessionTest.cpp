@@ -50,6 +50,15 @@ struct Capped final : HTTPSDownloadDelegate {
   std::uint64_t cap;
 };
 
+/// A rule that breaks as soon as it is asked.
+struct Broken final : HTTPSDownloadDelegate {
+  [[noreturn]] static void fail() {
+    throw PlatformError("decide", "a rule", std::make_error_code(std::errc::not_enough_memory));
+  }
+  bool followsRedirect(const std::optional<URL>&) override { fail(); }
+  bool didWrite(std::uint64_t) override { fail(); }
+};
+
 class URLSessionTest : public ::testing::Test {
  protected:
   std::unique_ptr<HTTPSSession> session(std::shared_ptr<HTTPSSessionDelegate> rule = std::make_shared<FollowsAll>()) {
@@ -120,6 +129,22 @@ TEST_F(URLSessionTest, cancelsADownloadThatItsDelegateWantsNoMoreOf) {
   const LoopbackServer server([](const std::string&) { return response(200, std::string(4'000'000, 'z')); });
   Capped delegate(1000);
   EXPECT_THAT([&] { static_cast<void>(session()->download(request(server.url("/a.zip")), 1000, delegate)); },
+              failsWith(std::errc::operation_canceled));
+}
+
+TEST_F(URLSessionTest, endsATaskWhoseDelegateThrows) {
+  const LoopbackServer server([](const std::string& head) {
+    return head.starts_with("GET /from") ? response(302, "", "Location: /to\r\n")
+                                         : response(200, std::string(100'000, 'z'));
+  });
+  Broken broken;
+  for (const char* path : {"/from", "/to"})
+    EXPECT_THAT([&] { static_cast<void>(session()->download(request(server.url(path)), 1'000'000, broken)); },
+                failsWith(std::errc::not_enough_memory))
+        << path;
+  // The delegate of a whole session belongs to no task that could pass its error on.
+  const auto whole = session(std::make_shared<Broken>());
+  EXPECT_THAT([&] { static_cast<void>(whole->data(request(server.url("/from")), 10)); },
               failsWith(std::errc::operation_canceled));
 }
 
