@@ -49,3 +49,16 @@ function(brindlewick_test name)
   add_test(NAME ${name} COMMAND ${name})
   set_tests_properties(${name} PROPERTIES TIMEOUT 900)
 endfunction()
+
+# brindlewick_sdk_sources(list file...): adds files that include the header of a framework, or one of the few others that
+# the cross compiler does not bring. A cross build without an SDK leaves them out and says so.
+function(brindlewick_sdk_sources list)
+  if(BRINDLEWICK_FRAMEWORKS)
+    set(${list} ${${list}} ${ARGN} PARENT_SCOPE)
+    return()
+  endif()
+  cmake_path(RELATIVE_PATH CMAKE_CURRENT_SOURCE_DIR BASE_DIRECTORY ${PROJECT_SOURCE_DIR} OUTPUT_VARIABLE folder)
+  foreach(file IN LISTS ARGN)
+    message(STATUS "Left out, since it needs an SDK: ${folder}/${file}")
+  endforeach()
+endfunction()
