@@ -68,7 +68,9 @@ Listener Listener::make() {
 Descriptor connectToLoopback(std::uint16_t port) {
   Descriptor connection(::socket(AF_INET, SOCK_STREAM, 0));
   auto address = loopback(port);
-  if (::connect(connection.get(), generic(address), sizeof address) != 0) connection.reset();
+  if (::connect(connection.get(), generic(address), sizeof address) != 0) return {};
+  keepFromChildren(connection);
+  raiseNoSignal(connection.get());
   return connection;
 }
 
