@@ -1,4 +1,4 @@
-# The flags of every target, on one interface target, and the two functions with which the folders declare themselves.
+# The flags of every target, on one interface target, and the functions with which the folders declare themselves.
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -38,14 +38,32 @@ function(brindlewick_library name)
   target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
 endfunction()
 
-# brindlewick_test(name SOURCES ... DEPENDS ... [LIBRARIES ...]): one GoogleTest program, registered with CTest.
-function(brindlewick_test name)
+# brindlewick_test_program(name SOURCES ... DEPENDS ... [LIBRARIES ...]): one GoogleTest program.
+function(brindlewick_test_program name)
   cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS;LIBRARIES" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE brindlewick_flags test_support ${ARG_DEPENDS} ${ARG_LIBRARIES}
                         GTest::gmock GTest::gtest_main)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
   target_compile_definitions(${name} PRIVATE BRINDLEWICK_TEST_DATA="${PROJECT_SOURCE_DIR}/tests/data")
+endfunction()
+
+# brindlewick_test(...): likewise, registered with CTest.
+function(brindlewick_test name)
+  brindlewick_test_program(${name} ${ARGN})
   add_test(NAME ${name} COMMAND ${name})
   set_tests_properties(${name} PROPERTIES TIMEOUT 900)
+endfunction()
+
+# brindlewick_sdk_sources(list file...): adds files that include the header of a framework, or one of the few others that
+# the cross compiler does not bring. A cross build without an SDK leaves them out and says so.
+function(brindlewick_sdk_sources list)
+  if(BRINDLEWICK_FRAMEWORKS)
+    set(${list} ${${list}} ${ARGN} PARENT_SCOPE)
+    return()
+  endif()
+  cmake_path(RELATIVE_PATH CMAKE_CURRENT_SOURCE_DIR BASE_DIRECTORY ${PROJECT_SOURCE_DIR} OUTPUT_VARIABLE folder)
+  foreach(file IN LISTS ARGN)
+    message(STATUS "Left out, since it needs an SDK: ${folder}/${file}")
+  endforeach()
 endfunction()

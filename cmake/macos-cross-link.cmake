@@ -5,8 +5,9 @@ foreach(language CXX OBJCXX)
   set(CMAKE_${language}_COMPILE_OPTIONS_PIE "")
 endforeach()
 string(JOIN " " LINK_RULE
-  "<CMAKE_LINKER> -arch ${BRINDLEWICK_MACOS_ARCHITECTURE} -platform_version macos 12.0 26.1 -pie -dead_strip"
-  "-fatal_warnings -syslibroot ${BRINDLEWICK_MACOS_PREFIX}/root <LINK_FLAGS> <OBJECTS> -o <TARGET> <LINK_LIBRARIES>"
+  "<CMAKE_LINKER> -arch ${BRINDLEWICK_MACOS_ARCHITECTURE} -pie -dead_strip"
+  "-platform_version macos 12.0 ${BRINDLEWICK_MACOS_SDK_VERSION} -fatal_warnings"
+  "-syslibroot ${BRINDLEWICK_MACOS_PREFIX}/root <LINK_FLAGS> <OBJECTS> -o <TARGET> <LINK_LIBRARIES>"
   "${BRINDLEWICK_MACOS_PREFIX}/lib/libc++.a ${BRINDLEWICK_MACOS_PREFIX}/lib/libc++abi.a"
   "${BRINDLEWICK_MACOS_PREFIX}/lib/libcompiler_rt.a -lSystem")
 set(CMAKE_CXX_LINK_EXECUTABLE "${LINK_RULE}")

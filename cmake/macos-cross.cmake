@@ -1,7 +1,8 @@
 # Builds for macOS on Linux: zig compiles, with the headers and the C++ library that it carries; LLD links, since zig's
 # own linker can neither embed a property list nor name the version of the SDK. scripts/build-macos prepares the folders
 # that these settings name.
-set(REQUIRED_SETTINGS BRINDLEWICK_MACOS_ARCHITECTURE BRINDLEWICK_MACOS_ZIG BRINDLEWICK_MACOS_PREFIX)
+set(REQUIRED_SETTINGS BRINDLEWICK_MACOS_ARCHITECTURE BRINDLEWICK_MACOS_ZIG BRINDLEWICK_MACOS_PREFIX
+    BRINDLEWICK_MACOS_SDK_VERSION)
 set(CMAKE_TRY_COMPILE_PLATFORM_VARIABLES ${REQUIRED_SETTINGS} BRINDLEWICK_MACOS_SDK)
 foreach(setting IN LISTS REQUIRED_SETTINGS)
   if(NOT ${setting})

@@ -4,9 +4,12 @@
 
 #import <Foundation/Foundation.h>
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
 NS_ASSUME_NONNULL_BEGIN
@@ -44,13 +47,22 @@ static NSErrorDomain const UpdateHostErrorDomain = @"UpdateHostErrorDomain";
 /// Removes candidate directories except one. Call it when no command runs.
 - (void)pruneCandidatesKeeping:(nullable NSString*)stagedDirectory;
 
-/// Removes what an interrupted installation left beside the application. Call it only after `takeInstallResult` has
-/// answered a result: then no installation runs.
+/// Removes what an interrupted installation left beside the application. Call it when the application starts: then the
+/// application is in its place, and nothing that this removes is needed to put it there.
 - (void)removeLeftovers;
 
 @end
 
 NS_ASSUME_NONNULL_END
+
+/// Makes the program that is started with these attributes responsible for itself: otherwise the system counts it as a
+/// part of this application, and may end it soon after. This is no public API, so it is looked up, and left out where
+/// it is missing.
+static void disclaimResponsibility(posix_spawnattr_t* attributes) {
+  int (*setDisclaim)(posix_spawnattr_t*, int) =
+      (int (*)(posix_spawnattr_t*, int))dlsym(RTLD_DEFAULT, "responsibility_spawnattrs_setdisclaim");
+  if (setDisclaim) setDisclaim(attributes, 1);
+}
 
 @implementation UpdateHost {
   NSString* _feedURL;
@@ -180,8 +192,8 @@ NS_ASSUME_NONNULL_END
   NSString* folder = _application.stringByDeletingLastPathComponent;
   for (NSString* name in [_files contentsOfDirectoryAtPath:folder error:nil]) {
     BOOL isOurs = [name hasPrefix:@".Brindlewick.incoming."] || [name hasPrefix:@".Brindlewick.backup."];
-    if (isOurs && [name hasSuffix:@".app"])
-      [_files removeItemAtPath:[folder stringByAppendingPathComponent:name] error:nil];
+    NSString* item = [folder stringByAppendingPathComponent:name];
+    if (isOurs && [name hasSuffix:@".app"] && [self isOwnAndOld:item]) [_files removeItemAtPath:item error:nil];
   }
 }
 
@@ -241,6 +253,7 @@ NS_ASSUME_NONNULL_END
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID | POSIX_SPAWN_CLOEXEC_DEFAULT);
+  disclaimResponsibility(&attributes);
   posix_spawn_file_actions_t streams;
   posix_spawn_file_actions_init(&streams);
   posix_spawn_file_actions_addopen(&streams, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
@@ -257,18 +270,29 @@ NS_ASSUME_NONNULL_END
   return -1;
 }
 
+/// Whether an item is this user's and an hour old: another user's installation may be running. The time is that of the
+/// last change of its attributes, since a copy has the other times of its original.
+- (BOOL)isOwnAndOld:(NSString*)item {
+  struct stat status;
+  if (lstat(item.fileSystemRepresentation, &status) != 0 || status.st_uid != getuid()) return NO;
+  return time(NULL) - status.st_ctimespec.tv_sec > 3600;
+}
+
 /// Before the first check there is no staging directory yet.
 - (NSString*)nearestExisting:(NSString*)folder {
   while (![folder isEqual:@"/"] && ![_files fileExistsAtPath:folder]) folder = folder.stringByDeletingLastPathComponent;
   return folder;
 }
 
+/// With what the system would clear for something important. A volume that does not know that (exFAT, some external
+/// ones) says 0.
 - (unsigned long long)freeByteCountAt:(NSString*)folder {
-  NSNumber* free = nil;
-  [[NSURL fileURLWithPath:folder] getResourceValue:&free
-                                            forKey:NSURLVolumeAvailableCapacityForImportantUsageKey
-                                             error:nil];
-  return free.unsignedLongLongValue;
+  NSURL* url = [NSURL fileURLWithPath:folder];
+  for (NSURLResourceKey key in @[ NSURLVolumeAvailableCapacityForImportantUsageKey, NSURLVolumeAvailableCapacityKey ]) {
+    NSNumber* free = nil;
+    if ([url getResourceValue:&free forKey:key error:nil] && free.longLongValue > 0) return free.unsignedLongLongValue;
+  }
+  return 0;
 }
 
 - (unsigned long long)byteCountOf:(NSString*)bundle {

@@ -168,13 +168,13 @@ final class UpdateHost {
     }
   }
 
-  /// Removes what an interrupted installation left beside the application. Call it only after `takeInstallResult` has
-  /// returned a result: then no installation runs.
+  /// Removes what an interrupted installation left beside the application. Call it when the application starts: then
+  /// the application is in its place, and nothing that this removes is needed to put it there.
   func removeLeftovers() {
     let folder = parent(of: application)
     for name in names(in: folder)
     where name.hasPrefix(".Brindlewick.incoming.") || name.hasPrefix(".Brindlewick.backup.") {
-      guard name.hasSuffix(".app") else { continue }
+      guard name.hasSuffix(".app"), isOwnAndOld(folder + "/" + name) else { continue }
       try? files.removeItem(atPath: folder + "/" + name)
     }
   }
@@ -215,6 +215,7 @@ final class UpdateHost {
     posix_spawnattr_init(&attributes)
     defer { posix_spawnattr_destroy(&attributes) }
     posix_spawnattr_setflags(&attributes, Int16(POSIX_SPAWN_SETSID | POSIX_SPAWN_CLOEXEC_DEFAULT))
+    disclaimResponsibility(&attributes)
 
     var streams: posix_spawn_file_actions_t?
     posix_spawn_file_actions_init(&streams)
@@ -232,6 +233,23 @@ final class UpdateHost {
     return process
   }
 
+  /// Makes the started program responsible for itself: otherwise the system counts it as a part of this application, and
+  /// may end it soon after. This is no public API, so it is looked up, and left out where it is missing.
+  private func disclaimResponsibility(_ attributes: inout posix_spawnattr_t?) {
+    typealias SetDisclaim = @convention(c) (UnsafeMutablePointer<posix_spawnattr_t?>, Int32) -> Int32
+    let anywhere = UnsafeMutableRawPointer(bitPattern: -2)  // RTLD_DEFAULT, a macro that Swift does not import
+    guard let symbol = dlsym(anywhere, "responsibility_spawnattrs_setdisclaim") else { return }
+    _ = unsafeBitCast(symbol, to: SetDisclaim.self)(&attributes, 1)
+  }
+
+  /// Whether an item is this user's and an hour old: another user's installation may be running. The time is that of the
+  /// last change of its attributes, since a copy has the other times of its original.
+  private func isOwnAndOld(_ path: String) -> Bool {
+    var status = stat()
+    guard lstat(path, &status) == 0, status.st_uid == getuid() else { return false }
+    return Date().timeIntervalSince1970 - Double(status.st_ctimespec.tv_sec) > 3600
+  }
+
   private func parent(of path: String) -> String { (path as NSString).deletingLastPathComponent }
 
   private func names(in folder: String) -> [String] { (try? files.contentsOfDirectory(atPath: folder)) ?? [] }
@@ -243,10 +261,13 @@ final class UpdateHost {
     return existing
   }
 
+  /// With what the system would clear for something important. A volume that does not know that (exFAT, some external
+  /// ones) says 0.
   private func freeByteCount(at folder: String) -> Int64 {
-    let key = URLResourceKey.volumeAvailableCapacityForImportantUsageKey
-    let values = try? URL(fileURLWithPath: folder).resourceValues(forKeys: [key])
-    return values?.volumeAvailableCapacityForImportantUsage ?? 0
+    let keys: Set<URLResourceKey> = [.volumeAvailableCapacityForImportantUsageKey, .volumeAvailableCapacityKey]
+    let values = try? URL(fileURLWithPath: folder).resourceValues(forKeys: keys)
+    if let important = values?.volumeAvailableCapacityForImportantUsage, important > 0 { return important }
+    return Int64(values?.volumeAvailableCapacity ?? 0)
   }
 
   private func byteCount(of bundle: String) -> Int64 {

@@ -22,7 +22,8 @@ class PropertyListReader {
   virtual ~PropertyListReader() = default;
 
   /// The top-level dictionary; absent when the bytes are no property list, when its top level is no dictionary, or when
-  /// readers could differ about it (a repeated key, an entity, an integer beyond 64 bits).
+  /// readers could differ about it (an entity, an integer beyond 64 bits; a repeated key only where the reader is ours:
+  /// the one of macOS keeps one of its values and does not tell).
   [[nodiscard]] virtual std::optional<PropertyListDictionary> dictionary(ByteView content) = 0;
 };
 

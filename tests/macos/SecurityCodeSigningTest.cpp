@@ -14,7 +14,7 @@ constexpr std::string_view developerID =
     "anchor apple generic and identifier \"com.apple.calculator\" and certificate 1[field.1.2.840.113635.100.6.2.6] "
     "exists and certificate leaf[field.1.2.840.113635.100.6.1.13] exists and certificate leaf[subject.OU] = \"TEAM\"";
 
-/// A bundle whose program is a copy of the system's, without the signature of a bundle.
+/// A bundle whose program is a script, and which nobody has signed yet.
 class OwnBundle : public ::testing::Test {
  protected:
   OwnBundle() {

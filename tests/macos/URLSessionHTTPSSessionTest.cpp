@@ -2,19 +2,16 @@
 
 #include <gmock/gmock.h>
 
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <chrono>
 #include <thread>
 
-#include "macos/LoopbackServer.h"
 #include "platform/PlatformError.h"
 #include "platform/posix/ChildProcess.h"
 #include "platform/posix/PosixFileSystem.h"
 #include "platform/posix/PosixProcessLauncher.h"
 #include "retrieval/HTTPSOnlySessionDelegate.h"
 #include "support/Fails.h"
+#include "support/LoopbackServer.h"
 #include "support/TemporaryFolder.h"
 
 namespace brindlewick {
@@ -32,6 +29,10 @@ constexpr int cannotConnect = -1004;
 constexpr int secureConnectionFailed = -1200;
 constexpr int certificateUntrusted = -1202;
 
+std::string httpsURL(const std::string& host, std::uint16_t port) {
+  return "https://" + host + ":" + std::to_string(port) + "/";
+}
+
 auto failsWithCode(int code) {
   return Throws<PlatformError>(Property(&PlatformError::code, Property(&std::error_code::value, code)));
 }
@@ -47,6 +48,15 @@ struct Capped final : HTTPSDownloadDelegate {
   bool followsRedirect(const std::optional<URL>& proposed) override { return proposed.has_value(); }
   bool didWrite(std::uint64_t total) override { return total <= cap; }
   std::uint64_t cap;
+};
+
+/// A rule that breaks as soon as it is asked.
+struct Broken final : HTTPSDownloadDelegate {
+  [[noreturn]] static void fail() {
+    throw PlatformError("decide", "a rule", std::make_error_code(std::errc::not_enough_memory));
+  }
+  bool followsRedirect(const std::optional<URL>&) override { fail(); }
+  bool didWrite(std::uint64_t) override { fail(); }
 };
 
 class URLSessionTest : public ::testing::Test {
@@ -122,25 +132,37 @@ TEST_F(URLSessionTest, cancelsADownloadThatItsDelegateWantsNoMoreOf) {
               failsWith(std::errc::operation_canceled));
 }
 
+TEST_F(URLSessionTest, endsATaskWhoseDelegateThrows) {
+  const LoopbackServer server([](const std::string& head) {
+    return head.starts_with("GET /from") ? response(302, "", "Location: /to\r\n")
+                                         : response(200, std::string(100'000, 'z'));
+  });
+  Broken broken;
+  for (const char* path : {"/from", "/to"})
+    EXPECT_THAT([&] { static_cast<void>(session()->download(request(server.url(path)), 1'000'000, broken)); },
+                failsWith(std::errc::not_enough_memory))
+        << path;
+  // The delegate of a whole session belongs to no task that could pass its error on.
+  const auto whole = session(std::make_shared<Broken>());
+  EXPECT_THAT([&] { static_cast<void>(whole->data(request(server.url("/from")), 10)); },
+              failsWith(std::errc::operation_canceled));
+}
+
 TEST_F(URLSessionTest, passesOnTheErrorOfAConnectionThatIsRefused) {
-  std::uint16_t port = 0;
-  testing::listenOnLoopback(port).reset();
-  EXPECT_THAT(
-      [&] { static_cast<void>(session()->data(request("https://127.0.0.1:" + std::to_string(port) + "/"), 10)); },
-      failsWithCode(cannotConnect));
+  const auto port = testing::Listener::make().port;  // and closed again
+  EXPECT_THAT([&] { static_cast<void>(session()->data(request(httpsURL("127.0.0.1", port)), 10)); },
+              failsWithCode(cannotConnect));
 }
 
 TEST_F(URLSessionTest, refusesAServerThatSpeaksNoTLS) {
-  std::uint16_t port = 0;
-  const auto listener = testing::listenOnLoopback(port);
-  std::thread talker([&] {
-    const Descriptor connection(::accept(listener.get(), nullptr, nullptr));
-    static_cast<void>(!::write(connection.get(), "no TLS here\r\n", 13));
+  // It closes only after the client: to close over what has not been read may discard the answer on its way.
+  const testing::LoopbackListener server([](int connection) {
+    testing::receive(connection, [](const std::string& hello) { return !hello.empty(); });
+    testing::sendAll(connection, "no TLS here\r\n");
+    testing::receive(connection);
   });
-  EXPECT_THAT(
-      [&] { static_cast<void>(session()->data(request("https://127.0.0.1:" + std::to_string(port) + "/"), 10)); },
-      failsWithCode(secureConnectionFailed));
-  talker.join();
+  EXPECT_THAT([&] { static_cast<void>(session()->data(request(httpsURL("127.0.0.1", server.port())), 10)); },
+              failsWithCode(secureConnectionFailed));
 }
 
 TEST_F(URLSessionTest, refusesACertificateThatNobodyTrusts) {
@@ -152,16 +174,14 @@ TEST_F(URLSessionTest, refusesACertificateThatNobodyTrusts) {
                         "-keyout", key, "-out", certificate},
                        65'536)
                   .succeeded);
-  std::uint16_t port = 0;
-  testing::listenOnLoopback(port).reset();
+  const auto port = testing::Listener::make().port;
   const posix::ChildProcess server(
       openssl, {"s_server", "-quiet", "-www", "-accept", std::to_string(port), "-key", key, "-cert", certificate}, -1,
       posix::ChildSession::ours);
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
   while (!testing::connectToLoopback(port) && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
-  EXPECT_THAT(
-      [&] { static_cast<void>(session()->data(request("https://localhost:" + std::to_string(port) + "/"), 10)); },
-      failsWithCode(certificateUntrusted));
+  EXPECT_THAT([&] { static_cast<void>(session()->data(request(httpsURL("localhost", port)), 10)); },
+              failsWithCode(certificateUntrusted));
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 
 #include "platform/posix/FileCopy.h"
 #include "platform/posix/Interruption.h"
@@ -78,8 +79,10 @@ int renameExclusively(const char* from, const char* to) noexcept {
 void beginWriteBack(int /*file*/) noexcept {}  // the system begins by itself and offers no call that does not wait
 
 int flushToDrive(int item) noexcept {
-  // Plain fsync leaves the data in the drive's own cache; where the full one is not known, it is what there is.
-  if (::fcntl(item, F_FULLFSYNC) == 0) return 0;
+  // Plain fsync leaves the data in the drive's own cache. It is what there is where the file system does not know the
+  // full one; any other failure is one of the drive, and a weaker call must not hide it.
+  if (uninterrupted([&] { return ::fcntl(item, F_FULLFSYNC); }) != -1) return 0;
+  if (errno != ENOTSUP && errno != ENOTTY && errno != EINVAL) return errno;
   return uninterrupted([&] { return ::fsync(item); }) == 0 ? 0 : errno;
 }
 

@@ -2,6 +2,7 @@
 
 #import <Foundation/Foundation.h>
 
+#include <exception>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,6 +19,7 @@ namespace brindlewick {
 struct URLSessionFetch {
   std::string subject;
   LimitedBody body;
+  std::exception_ptr failure{};
   AwaitedEnd end{};
 };
 
@@ -33,6 +35,8 @@ struct URLSessionDownload {
 };
 
 }  // namespace brindlewick
+
+// What a delegate of the seam throws ends its task and leaves no callback of these.
 
 /// The delegate of the whole session: puts every redirect to the seam's delegate, and nothing else.
 @interface HTTPSOnlySessionDelegate : NSObject <NSURLSessionTaskDelegate>

@@ -8,6 +8,22 @@ using brindlewick::toException;
 using brindlewick::toResponse;
 using brindlewick::toURL;
 
+namespace {
+
+/// Does what a callback is for. No C++ exception may pass through the session's thread: the first one is kept for the
+/// thread that waits, and the task is cancelled.
+template <typename Action>
+void guarded(NSURLSessionTask* task, std::exception_ptr& failure, Action action) noexcept {
+  try {
+    action();
+  } catch (...) {
+    if (!failure) failure = std::current_exception();
+    [task cancel];
+  }
+}
+
+}  // namespace
+
 @implementation HTTPSOnlySessionDelegate {
   std::shared_ptr<brindlewick::HTTPSSessionDelegate> _rule;
 }
@@ -22,7 +38,12 @@ using brindlewick::toURL;
     willPerformHTTPRedirection:(NSHTTPURLResponse*)response
                     newRequest:(NSURLRequest*)request
              completionHandler:(void (^)(NSURLRequest*))completionHandler {
-  completionHandler(_rule->followsRedirect(toURL(request)) ? request : nil);
+  NSURLRequest* answer = nil;
+  std::exception_ptr failure;  // nobody waits for this delegate: the task ends as cancelled
+  guarded(task, failure, [&] {
+    if (_rule->followsRedirect(toURL(request))) answer = request;
+  });
+  completionHandler(answer);
 }
 
 @end
@@ -40,17 +61,25 @@ using brindlewick::toURL;
               dataTask:(NSURLSessionDataTask*)task
     didReceiveResponse:(NSURLResponse*)response
      completionHandler:(void (^)(NSURLSessionResponseDisposition))completionHandler {
-  const bool isWanted = _fetch->body.wants(toResponse(response).expectedByteCount);
-  completionHandler(isWanted ? NSURLSessionResponseAllow : NSURLSessionResponseCancel);
+  auto disposition = NSURLSessionResponseCancel;
+  guarded(task, _fetch->failure, [&] {
+    if (_fetch->body.wants(toResponse(response).expectedByteCount)) disposition = NSURLSessionResponseAllow;
+  });
+  completionHandler(disposition);
 }
 
 - (void)URLSession:(NSURLSession*)session dataTask:(NSURLSessionDataTask*)task didReceiveData:(NSData*)data {
-  if (!_fetch->body.append({static_cast<const std::uint8_t*>(data.bytes), data.length})) [task cancel];
+  guarded(task, _fetch->failure, [&] {
+    if (!_fetch->body.append({static_cast<const std::uint8_t*>(data.bytes), data.length})) [task cancel];
+  });
 }
 
 - (void)URLSession:(NSURLSession*)session task:(NSURLSessionTask*)task didCompleteWithError:(NSError*)error {
-  // A body that is too long was cancelled here, which is no failure of the transport.
-  _fetch->end.arrive(_fetch->body.exceededLimit() ? nullptr : toException(error, _fetch->subject));
+  guarded(task, _fetch->failure, [&] {
+    // A body that is too long was cancelled here, which is no failure of the transport.
+    if (!_fetch->failure && !_fetch->body.exceededLimit()) _fetch->failure = toException(error, _fetch->subject);
+  });
+  _fetch->end.arrive(_fetch->failure);
 }
 
 @end
@@ -69,7 +98,11 @@ using brindlewick::toURL;
     willPerformHTTPRedirection:(NSHTTPURLResponse*)response
                     newRequest:(NSURLRequest*)request
              completionHandler:(void (^)(NSURLRequest*))completionHandler {
-  completionHandler(_download->delegate.followsRedirect(toURL(request)) ? request : nil);
+  NSURLRequest* answer = nil;
+  guarded(task, _download->failure, [&] {
+    if (_download->delegate.followsRedirect(toURL(request))) answer = request;
+  });
+  completionHandler(answer);
 }
 
 - (void)URLSession:(NSURLSession*)session
@@ -77,23 +110,26 @@ using brindlewick::toURL;
                  didWriteData:(int64_t)byteCount
             totalBytesWritten:(int64_t)totalByteCount
     totalBytesExpectedToWrite:(int64_t)expectedByteCount {
-  if (!_download->delegate.didWrite(static_cast<std::uint64_t>(totalByteCount))) [task cancel];
+  guarded(task, _download->failure, [&] {
+    if (!_download->delegate.didWrite(static_cast<std::uint64_t>(totalByteCount))) [task cancel];
+  });
 }
 
 - (void)URLSession:(NSURLSession*)session
                  downloadTask:(NSURLSessionDownloadTask*)task
     didFinishDownloadingToURL:(NSURL*)location {
-  // The session deletes the file as soon as this returns. No C++ exception may pass through its thread.
-  try {
+  // The session deletes the file as soon as this returns.
+  guarded(task, _download->failure, [&] {
     _download->file.emplace(_download->files, brindlewick::Path(location.fileSystemRepresentation),
                             _download->destination);
-  } catch (...) {
-    _download->failure = std::current_exception();
-  }
+  });
 }
 
 - (void)URLSession:(NSURLSession*)session task:(NSURLSessionTask*)task didCompleteWithError:(NSError*)error {
-  _download->end.arrive(error == nil ? _download->failure : toException(error, _download->subject));
+  guarded(task, _download->failure, [&] {
+    if (!_download->failure) _download->failure = toException(error, _download->subject);
+  });
+  _download->end.arrive(_download->failure);
 }
 
 @end

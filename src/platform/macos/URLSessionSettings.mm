@@ -1,8 +1,8 @@
 #import "platform/macos/URLSessionSettings.h"
 
-#include "platform/AsciiText.h"
 #include "platform/FrameworkError.h"
 #include "platform/PlatformError.h"
+#include "platform/RequestTarget.h"
 
 namespace brindlewick {
 namespace {
@@ -13,17 +13,16 @@ static_assert(sessionCachePolicy == 4 && requestCachePolicy == 0);
 
 NSString* toString(const std::string& text) { return [NSString stringWithUTF8String:text.c_str()]; }
 
-/// Nil when the framework refuses a part.
-NSURL* compose(const URL& url) {
-  const auto port = url.port() ? parseDecimal<int>(*url.port()) : std::nullopt;
-  if (url.port() && !port) return nil;
+/// Nil when there is nothing to ask for, or when the framework refuses a part.
+NSURL* compose(const std::optional<RequestTarget>& target) {
+  if (!target) return nil;
   @try {
     auto* const parts = [[NSURLComponents alloc] init];
-    parts.scheme = toString(url.scheme().value_or(""));
-    parts.percentEncodedHost = toString(url.host().value_or(""));
-    if (port) parts.port = @(*port);
-    parts.percentEncodedPath = toString(url.path().empty() ? "/" : url.path());
-    if (url.query()) parts.percentEncodedQuery = toString(*url.query());
+    parts.scheme = toString(target->scheme);
+    parts.percentEncodedHost = toString(target->host);
+    if (target->port) parts.port = @(*target->port);
+    parts.percentEncodedPath = toString(target->path);
+    if (target->query) parts.percentEncodedQuery = toString(*target->query);
     return parts.URL;
   } @catch (NSException*) {
     return nil;
@@ -45,7 +44,7 @@ NSURLSessionConfiguration* urlSessionConfiguration() {
 }
 
 NSURLRequest* urlRequest(const HTTPSRequest& request) {
-  auto* const url = compose(request.url);
+  auto* const url = compose(RequestTarget::of(request.url));
   if (url == nil)
     throw PlatformError("request", request.url.string(), frameworkErrorCode("NSURLErrorDomain", NSURLErrorBadURL));
   const auto timeout = std::chrono::duration<NSTimeInterval>(request.timeout).count();
