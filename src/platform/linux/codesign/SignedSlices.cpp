@@ -92,10 +92,10 @@ SliceIdentity verifySlice(ByteSource& file, const MachOSlice& slice, const Slice
 
 std::vector<SliceIdentity> verifySlices(ByteSource& file, const SliceRules& rules) {
   std::vector<SliceIdentity> identities;
-  for (const MachOSlice& slice : readMachO(file)) {
+  forEachSlice(file, [&](const MachOSlice& slice) {
     identities.push_back(verifySlice(file, slice, rules));
     require(identities.back().team == identities.front().team, "all architectures have one team");
-  }
+  });
   return identities;
 }
 
