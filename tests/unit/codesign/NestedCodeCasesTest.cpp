@@ -86,6 +86,31 @@ void sealToolAsAResource(World& world) {
   world.bundle.items["Resources/tool"] = FileItem{std::string(asText(tool)), 0755};
 }
 
+/// A framework whose Info.plist holds a text of 20 MiB, so that its property list takes twice as much.
+std::shared_ptr<BundleShape> largeFramework(const std::string& name) {
+  auto shape = std::make_shared<BundleShape>(BundleShape::framework(name, BundleLayout::flat));
+  shape->information["Text"] = plist::string(std::string(20 << 20, 'x'));
+  return shape;
+}
+
+NestedItem nested(std::shared_ptr<BundleShape> shape) {
+  NestedItem item;
+  item.code = std::move(shape);
+  return item;
+}
+
+/// One behind the other, as many as may be.
+void nestLargeFrameworks(World& world) {
+  for (const std::string name : {"One", "Two", "Three"})
+    world.bundle.nested["Frameworks/" + name + ".framework"] = nested(largeFramework(name));
+}
+
+void nestLargeFrameworkInAnother(World& world) {
+  const auto outer = largeFramework("One");
+  outer->nested["Frameworks/Two.framework"] = nested(largeFramework("Two"));
+  world.bundle.nested["Frameworks/One.framework"] = nested(outer);
+}
+
 const std::vector<SigningCase> cases = {
     {53, "aLibrary", accepted, nestLibrary, [](World& w) { w.flip(library, 0x4000 + 0x6F10 + 60); }},
     {53, "aLibraryWithInformation", accepted, nestLibraryWithInformation,
@@ -120,6 +145,9 @@ const std::vector<SigningCase> cases = {
      }},
     {57, "currentVersionOutside", invalid, pointCurrentOutside},
     {57, "aSecondVersionUnsigned", invalid, addUnsignedVersion},
+    {57, "largePropertyListsBesideEachOther", accepted, nestLargeFrameworks,
+     [](World& w) { w.flipText("Frameworks/Two.framework/Info.plist", "FMWK"); }},
+    {57, "largePropertyListsInsideEachOther", notAssessed, nestLargeFrameworkInAnother},
     {58, "codeSealedAsAResource", accepted, sealToolAsAResource, [](World& w) { w.flip("Resources/tool", 0x9000); }},
 };
 

@@ -58,14 +58,15 @@ struct Places {
   bool isFlat = false;
 };
 
-BundleLayout readLayout(Folder base, const Places& places, std::string_view bundleName) {
+BundleLayout readLayout(Folder base, const Places& places, std::string_view bundleName, PropertyListBudget& budget) {
   checkBase(base);
-  Bytes bytes = base.content(places.informationPath, maximumBundleFileByteCount);
+  Bytes bytes = base.content(places.informationPath, std::min(maximumBundleFileByteCount, budget.bytesLeft()));
   auto information = parsePropertyList(bytes);
   require(information.has_value(), "Info.plist is a dictionary");
+  auto share = budget.take(bytes, *information);
   std::string executable = places.executableFolder + executableNameOf(*information, bundleName);
-  return {std::move(base),  places.informationPath,  std::move(executable),
-          std::move(bytes), *std::move(information), places.isFlat};
+  return {std::move(base),         std::move(executable), std::move(bytes),
+          *std::move(information), std::move(share),      places.isFlat};
 }
 
 const Places contentsPlaces{"Info.plist", "MacOS/"};
@@ -74,10 +75,10 @@ const Places flatPlaces{"Info.plist", "", true};
 
 using LayoutJudge = std::function<void(BundleLayout)>;
 
-void forEachVersion(const Folder& bundle, std::string_view name, const LayoutJudge& judge) {
+void forEachVersion(const Folder& bundle, std::string_view name, PropertyListBudget& budget, const LayoutJudge& judge) {
   const FrameworkVersions versions = readFrameworkVersions(bundle);
   const auto judgeVersion = [&](const std::string& version) {
-    judge(readLayout(bundle.folder("Versions/" + version), versionPlaces, name));
+    judge(readLayout(bundle.folder("Versions/" + version), versionPlaces, name, budget));
   };
   judgeVersion(versions.current);
   std::ranges::for_each(versions.others, judgeVersion);
@@ -85,13 +86,13 @@ void forEachVersion(const Folder& bundle, std::string_view name, const LayoutJud
 
 }  // namespace
 
-void forEachBundleLayout(Folder bundle, std::string_view name, const LayoutJudge& judge) {
+void forEachBundleLayout(Folder bundle, std::string_view name, PropertyListBudget& budget, const LayoutJudge& judge) {
   if (bundle.status("Contents")) {
     checkApplicationRoot(bundle);
-    return judge(readLayout(bundle.folder("Contents"), contentsPlaces, name));
+    return judge(readLayout(bundle.folder("Contents"), contentsPlaces, name, budget));
   }
-  if (bundle.status("Versions")) return forEachVersion(bundle, name, judge);
-  judge(readLayout(std::move(bundle), flatPlaces, name));
+  if (bundle.status("Versions")) return forEachVersion(bundle, name, budget, judge);
+  judge(readLayout(std::move(bundle), flatPlaces, name, budget));
 }
 
 }  // namespace brindlewick::codesign

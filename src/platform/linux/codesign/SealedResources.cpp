@@ -161,6 +161,7 @@ class ResourceScan {
 void verifySealedResources(const BundleLayout& bundle, ByteView envelope, const SealRules& rules) {
   const auto parsed = parsePropertyList(envelope);
   require(parsed.has_value(), "an envelope is a property list");
+  const auto share = rules.budget.take(envelope, *parsed);
   // Version 1 seals too little; it must be there for old systems and is not read.
   static_cast<void>(dictionaryOf(*parsed, "rules"));
   static_cast<void>(dictionaryOf(*parsed, "files"));
