@@ -60,14 +60,14 @@ ValidatedCode CodeValidation::file(ByteSource& source, const Extent& extent) con
 
 void CodeValidation::addLayout(ValidatedCode& code, const BundleLayout& layout, const Extent& extent) const {
   FileSource executable = layout.base.file(layout.executablePath);
-  BundleParts parts{layout.informationBytes, std::nullopt};
+  BundleParts parts{SealedContent(layout.informationBytes), std::nullopt};
   Bytes envelope;
   if (extent.readsEverything) {
     envelope = layout.base.content(sealPath, std::min(maximumBundleFileByteCount, extent.budget.bytesLeft()));
-    parts.resources = envelope;
+    parts.resources.emplace(envelope);
   }
   std::vector<SliceIdentity> slices =
-      verifySlices(executable, {.trust = trust_, .readsPages = extent.readsEverything, .bundle = parts});
+      verifySlices(executable, {.trust = trust_, .readsPages = extent.readsEverything, .bundle = &parts});
   if (extent.readsEverything) {
     const auto checkNestedCode = [&](const Folder& parent, const std::string& name, const std::string& requirement) {
       addNestedCode(code, parent, name, requirement, extent);
