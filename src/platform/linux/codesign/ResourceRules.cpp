@@ -140,6 +140,8 @@ struct ResourceRules::Rule {
     require(dictionary != nullptr, "a rule is a Boolean or a dictionary");
     weight = weightOf(*dictionary);
     effect = {flagOf(*dictionary, "omit"), flagOf(*dictionary, "optional"), flagOf(*dictionary, "nested")};
+    // A folder of code that is left out would be passed over with everything in it.
+    require(!(effect.isOmitted && effect.isNested), "nested code is not left out");
   }
 };
 

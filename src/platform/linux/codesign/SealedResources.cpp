@@ -97,7 +97,7 @@ class ResourceScan {
     const auto effect = resourceRules_.effectOn(path);
     if (!effect || !effect->isNested || name.find('.') == std::string::npos)
       return scan(folder.folder(name), path + "/", depth + 1);
-    if (!effect->isOmitted) judgeCode(folder, name, entryOf(path));
+    judgeCode(folder, name, entryOf(path));
   }
 
   void judgeFile(const Folder& folder, const std::string& name, const std::string& path) {
