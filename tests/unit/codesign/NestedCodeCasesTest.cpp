@@ -29,6 +29,17 @@ std::function<void(World&)> nestsFramework(BundleLayout layout) {
 
 void nestVersionedFramework(World& world) { nestsFramework(BundleLayout::versioned)(world); }
 
+/// A flat framework with one more item, which is sealed.
+std::function<void(World&)> nestsFlatFrameworkWith(const std::string& path) {
+  return [path](World& world) {
+    NestedItem item;
+    const auto shape = std::make_shared<BundleShape>(BundleShape::framework("Core", BundleLayout::flat));
+    shape->items[path] = FileItem{"data"};
+    item.code = shape;
+    world.bundle.nested[framework] = item;
+  };
+}
+
 /// Information in the file itself, which the slot of Info.plist then seals.
 void nestLibraryWithInformation(World& world) {
   nestLibrary(world);
@@ -136,6 +147,11 @@ const std::vector<SigningCase> cases = {
      }},
     {56, "nestedFrameworkWithoutLinks", accepted, nestsFramework(BundleLayout::flat),
      [](World& w) { w.flipText(framework + "/Info.plist", "FMWK"); }},
+    {56, "flatWithPartsOfAnotherForm", invalid, nestsFlatFrameworkWith("Support Files/data.txt")},
+    {56, "flatWithAWrappedBundle", invalid, nestsFlatFrameworkWith("WrappedBundle")},
+    {56, "flatWithContentsInAnotherCase", invalid, nestsFlatFrameworkWith("contents/data.txt")},
+    {56, "flatWithFurtherItems", accepted, nestsFlatFrameworkWith("Wrapped/data.txt"),
+     [](World& w) { w.flip(framework + "/Wrapped/data.txt", 0); }, notAssessed},
     {57, "aFrameworkWithVersions", accepted, nestVersionedFramework,
      [](World& w) { w.flipText(framework + "/Versions/A/Resources/Info.plist", "FMWK"); }},
     {57, "aFileInTheFrameworksRoot", invalid,

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "platform/AsciiText.h"
 #include "platform/linux/codesign/FrameworkVersions.h"
 #include "platform/linux/codesign/Refusal.h"
 
@@ -18,6 +19,17 @@ void checkApplicationRoot(const Folder& bundle) {
     const bool isKnown = std::ranges::find(rootFiles, item.name) != rootFiles.end();
     require(isKnown && isPlainFile(bundle, item.name), "nothing unsealed lies in the root of a bundle");
   }
+}
+
+/// By these names the platform takes a bundle for one of another form, with its parts elsewhere. Its file systems
+/// ignore case.
+constexpr std::array<std::string_view, 4> namesOfOtherForms = {"contents", "versions", "support files",
+                                                               "wrappedbundle"};
+
+void checkFlatRoot(const Folder& bundle) {
+  for (const FolderItem& item : bundle.items())
+    require(std::ranges::find(namesOfOtherForms, asciiLowercase(item.name)) == namesOfOtherForms.end(),
+            "a flat bundle has no part of another form");
 }
 
 /// Parts of a signature as files belong to code that is no Mach-O file; beside an embedded signature they are wrong.
@@ -92,6 +104,7 @@ void forEachBundleLayout(Folder bundle, std::string_view name, PropertyListBudge
     return judge(readLayout(bundle.folder("Contents"), contentsPlaces, name, budget));
   }
   if (bundle.status("Versions")) return forEachVersion(bundle, name, budget, judge);
+  checkFlatRoot(bundle);
   judge(readLayout(std::move(bundle), flatPlaces, name, budget));
 }
 
