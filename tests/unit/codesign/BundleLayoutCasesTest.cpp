@@ -49,6 +49,10 @@ std::function<void(World&)> executableName(const std::string& name) {
   return [name](World& world) { world.bundle.information["CFBundleExecutable"] = plist::string(name); };
 }
 
+std::function<void(World&)> informs(const std::string& key, const std::string& text) {
+  return [=](World& world) { world.bundle.information[key] = plist::string(text); };
+}
+
 void sealLink(World& world) { world.bundle.items["Resources/link"] = LinkItem{"icon.icns"}; }
 
 std::function<void(World&)> sealsLink(const std::string& path, const std::string& target) {
@@ -85,6 +89,15 @@ const std::vector<SigningCase> cases = {
     {38, "binaryInformation", accepted, [](World& w) { w.bundle.hasBinaryInformation = true; },
      [](World& w) { w.flipText("Info.plist", "2.4.0"); }},
     {38, "informationForMacOSBeside", invalid, adds("Contents/Info-macos.plist")},
+    {38, "executableForMacOSOnly", invalid, informs("CFBundleExecutable-macos", "Other")},
+    {38, "identifierForMacOSOnly", invalid, informs("CFBundleIdentifier-macosx", "com.brindlewick.other")},
+    {38, "typeForMacOSOnly", invalid, informs("CFBundlePackageType-macos", "BNDL")},
+    {38, "versionForMacOSOnly", invalid, informs("CFBundleShortVersionString-macos", "9.9.9")},
+    {38, "buildForADevice", invalid, informs("CFBundleVersion~mac", "999")},
+    {38, "keysOfTheSameBeginning", accepted, informs("CFBundleVersionName", "2.4"),
+     [](World& w) { w.flipText("Info.plist", "2.4.0"); }},
+    {38, "aVariantOfAnotherKey", accepted, informs("CFBundleIconFile~ipad", "icon"),
+     [](World& w) { w.flipText("Info.plist", "2.4.0"); }},
     {39, "sealChanged", invalid, [](World& w) { w.flipText("_CodeSignature/CodeResources", "icon.icns"); }},
     {39, "sealRemoved", invalid, removes("Contents/_CodeSignature/CodeResources")},
     {39, "sealUnsealed", invalid, zeroSlot(3)},

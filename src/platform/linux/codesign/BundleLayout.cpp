@@ -51,6 +51,21 @@ void checkBase(const Folder& base) {
   require(!ticket || ticket->kind == ItemKind::file, "a ticket is a file");
 }
 
+/// What this program and its callers read of an Info.plist.
+constexpr std::array<std::string_view, 5> keysThatAreRead = {
+    "CFBundleExecutable", "CFBundleIdentifier", "CFBundlePackageType", "CFBundleShortVersionString", "CFBundleVersion"};
+
+/// The platform may prefer the value of KEY-macos or KEY~something to the one of KEY.
+void checkKeys(const PropertyListTree& information) {
+  for (const std::string_view key : keysThatAreRead) {
+    const auto isVariant = [&](const auto& entry) {
+      const std::string_view name = entry.first;
+      return name.size() > key.size() && name.starts_with(key) && (name[key.size()] == '-' || name[key.size()] == '~');
+    };
+    require(std::ranges::none_of(information, isVariant), "a key that is read has one value for all systems");
+  }
+}
+
 std::string executableNameOf(const PropertyListTree& information, std::string_view bundleName) {
   std::string name(bundleName.substr(0, bundleName.rfind('.')));
   if (const auto* entry = find(information, "CFBundleExecutable")) {
@@ -76,6 +91,7 @@ BundleLayout readLayout(Folder base, const Places& places, std::string_view bund
   auto information = parsePropertyList(bytes);
   require(information.has_value(), "Info.plist is a dictionary");
   auto share = budget.take(bytes, *information);
+  checkKeys(*information);
   std::string executable = places.executableFolder + executableNameOf(*information, bundleName);
   return {std::move(base),         std::move(executable), std::move(bytes),
           *std::move(information), std::move(share),      places.isFlat};

@@ -21,7 +21,8 @@ struct BundleLayout {
 
 /// Finds the parts of a bundle and checks its layout by the strict rules: nothing in its root and its _CodeSignature
 /// that the signature does not cover, Info.plist and the main executable regular files at their places, no store
-/// receipt, a ticket only as a file. `name` is the bundle's own, for those that do not name their executable.
+/// receipt, a ticket only as a file, no second value of a key that is read, and nothing that makes a flat bundle one of
+/// another form. `name` is the bundle's own, for those that do not name their executable.
 ///
 /// Calls `judge` with the bundle and then, for a framework with versions, with each version beside the current one. One
 /// is read when the one before is judged and gone: there may be thousands, each with a property list of megabytes. What
