@@ -157,6 +157,15 @@ const std::vector<SigningCase> cases = {
     {49, "executableElsewhere", invalid, executableName("../MacOS/Brindlewick")},
     {49, "executableIsTheFolder", invalid, executableName(".")},
     {49, "noExecutable", invalid, removes("Contents/MacOS/Brindlewick")},
+    {49, "executableInContents", invalid,
+     [](World& w) {
+       w.onDisk([](const Path& application) {
+         std::filesystem::rename((application / "Contents/MacOS/Brindlewick").string(),
+                                 (application / "Contents/Brindlewick").string());
+       });
+     }},
+    {49, "executableNamedByTheBundle", accepted, [](World& w) { w.bundle.information.erase("CFBundleExecutable"); },
+     [](World& w) { w.flipText("Info.plist", "2.4.0"); }},
     {49, "contentsIsALink", invalid, becomesLink("Contents")},
     {65, "aForkedFileBesideAResource", invalid, adds("Contents/Resources/._icon.icns")},
     {65, "aNameInAnotherNormalForm", invalid, renormalize},
