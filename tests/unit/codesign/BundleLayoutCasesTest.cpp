@@ -68,6 +68,15 @@ std::function<void(World&)> sealsLongPath(std::size_t byteCount) {
   };
 }
 
+/// A sealed file below this many folders inside each other.
+std::function<void(World&)> sealsFileInFolders(int depth) {
+  return [depth](World& world) {
+    std::string path = "Resources";
+    for (int i = 1; i < depth; ++i) path += "/d";
+    world.bundle.items[path + "/file"] = FileItem{"deep"};
+  };
+}
+
 void retargetLink(World& world) {
   world.remove("Contents/Resources/link");
   world.addLink("Contents/Resources/link", "icon.icnt");
@@ -153,6 +162,8 @@ const std::vector<SigningCase> cases = {
     {48, "aPipe", invalid, addPipe},
     {48, "theLongestPath", accepted, sealsLongPath(1024), [](World& w) { w.flip("Resources/icon.icns", 0); }},
     {48, "aLongerPath", invalid, sealsLongPath(1025)},
+    {48, "folders128Deep", accepted, sealsFileInFolders(128), [](World& w) { w.flip("Resources/icon.icns", 0); }},
+    {48, "folders129Deep", invalid, sealsFileInFolders(129)},
     {49, "executableIsALink", invalid, becomesLink("Contents/MacOS/Brindlewick")},
     {49, "executableElsewhere", invalid, executableName("../MacOS/Brindlewick")},
     {49, "executableIsTheFolder", invalid, executableName(".")},
