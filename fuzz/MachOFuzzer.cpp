@@ -9,10 +9,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   using namespace brindlewick::codesign;
   MemorySource source(brindlewick::ByteView(data, size));
   try {
-    for (const MachOSlice& slice : readMachO(source)) {
+    forEachSlice(source, [&](const MachOSlice& slice) {
       const EmbeddedSignature signature = EmbeddedSignature::read(source, slice);
       if (signature.best().codeLimit == slice.signature.offset) verifyPages(source, slice, signature.directories());
-    }
+    });
   } catch (const Refusal&) {
   }
   return 0;

@@ -28,7 +28,11 @@ DirectoryContent contentOf(const SignatureShape& shape, ByteView code, const Sig
   if (shape.kind == SignatureKind::adHoc) content.team.clear();
   content.specialContent = context.sealedFiles;
   content.specialContent[2] = emptyRequirements;
-  for (const auto& [slot, special] : shape.specialBlobs) content.specialContent[static_cast<int>(slot)] = special;
+  for (const auto& [slot, special] : shape.specialBlobs) {
+    // The content of these two is hashed without its wrapper.
+    const bool isWrapped = slot == 4 || slot == 6;
+    content.specialContent[static_cast<int>(slot)] = Bytes(special.begin() + (isWrapped ? 8 : 0), special.end());
+  }
   return content;
 }
 

@@ -49,6 +49,10 @@ std::function<void(World&)> executableName(const std::string& name) {
   return [name](World& world) { world.bundle.information["CFBundleExecutable"] = plist::string(name); };
 }
 
+std::function<void(World&)> informs(const std::string& key, const std::string& text) {
+  return [=](World& world) { world.bundle.information[key] = plist::string(text); };
+}
+
 void sealLink(World& world) { world.bundle.items["Resources/link"] = LinkItem{"icon.icns"}; }
 
 std::function<void(World&)> sealsLink(const std::string& path, const std::string& target) {
@@ -61,6 +65,15 @@ std::function<void(World&)> sealsLongPath(std::size_t byteCount) {
     std::string path = "Resources";
     while (path.size() + 101 < byteCount) path += "/" + std::string(100, 'x');
     world.bundle.items[path + "/" + std::string(byteCount - path.size() - 1, 'y')] = FileItem{"deep"};
+  };
+}
+
+/// A sealed file below this many folders inside each other.
+std::function<void(World&)> sealsFileInFolders(int depth) {
+  return [depth](World& world) {
+    std::string path = "Resources";
+    for (int i = 1; i < depth; ++i) path += "/d";
+    world.bundle.items[path + "/file"] = FileItem{"deep"};
   };
 }
 
@@ -85,6 +98,15 @@ const std::vector<SigningCase> cases = {
     {38, "binaryInformation", accepted, [](World& w) { w.bundle.hasBinaryInformation = true; },
      [](World& w) { w.flipText("Info.plist", "2.4.0"); }},
     {38, "informationForMacOSBeside", invalid, adds("Contents/Info-macos.plist")},
+    {38, "executableForMacOSOnly", invalid, informs("CFBundleExecutable-macos", "Other")},
+    {38, "identifierForMacOSOnly", invalid, informs("CFBundleIdentifier-macosx", "com.brindlewick.other")},
+    {38, "typeForMacOSOnly", invalid, informs("CFBundlePackageType-macos", "BNDL")},
+    {38, "versionForMacOSOnly", invalid, informs("CFBundleShortVersionString-macos", "9.9.9")},
+    {38, "buildForADevice", invalid, informs("CFBundleVersion~mac", "999")},
+    {38, "keysOfTheSameBeginning", accepted, informs("CFBundleVersionName", "2.4"),
+     [](World& w) { w.flipText("Info.plist", "2.4.0"); }},
+    {38, "aVariantOfAnotherKey", accepted, informs("CFBundleIconFile~ipad", "icon"),
+     [](World& w) { w.flipText("Info.plist", "2.4.0"); }},
     {39, "sealChanged", invalid, [](World& w) { w.flipText("_CodeSignature/CodeResources", "icon.icns"); }},
     {39, "sealRemoved", invalid, removes("Contents/_CodeSignature/CodeResources")},
     {39, "sealUnsealed", invalid, zeroSlot(3)},
@@ -140,10 +162,21 @@ const std::vector<SigningCase> cases = {
     {48, "aPipe", invalid, addPipe},
     {48, "theLongestPath", accepted, sealsLongPath(1024), [](World& w) { w.flip("Resources/icon.icns", 0); }},
     {48, "aLongerPath", invalid, sealsLongPath(1025)},
+    {48, "folders128Deep", accepted, sealsFileInFolders(128), [](World& w) { w.flip("Resources/icon.icns", 0); }},
+    {48, "folders129Deep", invalid, sealsFileInFolders(129)},
     {49, "executableIsALink", invalid, becomesLink("Contents/MacOS/Brindlewick")},
     {49, "executableElsewhere", invalid, executableName("../MacOS/Brindlewick")},
     {49, "executableIsTheFolder", invalid, executableName(".")},
     {49, "noExecutable", invalid, removes("Contents/MacOS/Brindlewick")},
+    {49, "executableInContents", invalid,
+     [](World& w) {
+       w.onDisk([](const Path& application) {
+         std::filesystem::rename((application / "Contents/MacOS/Brindlewick").string(),
+                                 (application / "Contents/Brindlewick").string());
+       });
+     }},
+    {49, "executableNamedByTheBundle", accepted, [](World& w) { w.bundle.information.erase("CFBundleExecutable"); },
+     [](World& w) { w.flipText("Info.plist", "2.4.0"); }},
     {49, "contentsIsALink", invalid, becomesLink("Contents")},
     {65, "aForkedFileBesideAResource", invalid, adds("Contents/Resources/._icon.icns")},
     {65, "aNameInAnotherNormalForm", invalid, renormalize},

@@ -134,7 +134,7 @@ class TicketChain : public ::testing::Test {
   TestPKI pki = TestPKI::issued(PKIShape::developerID());
   std::vector<Certificate> roots = {certificate(pki.ticketRoot)};
   std::size_t embeddedCount = 2;
-  ChainPolicy policy{ChainPurpose::anything, day(2026, 1, 15), false, false, roots};
+  ChainPolicy policy{ChainPurpose::anything, day(2026, 1, 15), false, roots};
 };
 
 TEST_F(TicketChain, isCompletedByAFurtherRoot) {
@@ -144,11 +144,10 @@ TEST_F(TicketChain, isCompletedByAFurtherRoot) {
   EXPECT_TRUE(chain.isAnchored);
 }
 
-TEST_F(TicketChain, isNotCompletedByAnEmbeddedRootWhenThoseDoNotCount) {
-  embeddedCount = 3;
+TEST_F(TicketChain, isCompletedByAnEmbeddedRootOnly) {
   policy.roots = {};
   EXPECT_EQ(brokenRule(), chain);
-  policy.acceptsEmbeddedRoots = true;
+  embeddedCount = 3;
   EXPECT_EQ(brokenRule(), "");
 }
 

@@ -103,17 +103,5 @@ TEST(Certificate, isNamedByTheDigestsOfItsBytes) {
   EXPECT_TRUE(std::ranges::equal(certificate.sha1(), digestOf(der, "sha1")));
 }
 
-TEST(Certificate, isValidBetweenItsDates) {
-  CertificateShape shape = leafShape();
-  shape.notBefore = day(2025, 1, 1);
-  shape.notAfter = day(2055, 1, 1);
-  const Certificate certificate = read(shape);
-  const auto second = std::chrono::seconds(1);
-  EXPECT_FALSE(certificate.isValidAt(day(2025, 1, 1) - second));
-  EXPECT_TRUE(certificate.isValidAt(day(2025, 1, 1)));
-  EXPECT_TRUE(certificate.isValidAt(day(2055, 1, 1) - second));
-  EXPECT_FALSE(certificate.isValidAt(day(2055, 1, 1) + second));
-}
-
 }  // namespace
 }  // namespace brindlewick::testing

@@ -57,6 +57,17 @@ const std::vector<SigningCase> cases = {
     {1, "aUniversalBundleWithATimestamp", accepted, nothing, flipsCode},
     {2, "twoDirectoriesWithBothAttributes", accepted, useTwoDirectories,
      [](World& w) { w.flipBlob(0, alternateDirectorySlot, 60); }},
+    {2, "hashesOfSHA384", accepted, [](World& w) { w.useHashTypes({4}); }, flipsCode},
+    {2, "hashesOfSHA384AndAResource", accepted, [](World& w) { w.useHashTypes({4}); },
+     [](World& w) { w.flip("Resources/icon.icns", 0); }},
+    {2, "hashesOfSHA256CutShort", accepted, [](World& w) { w.useHashTypes({3}); }, flipsCode},
+    {2, "hashesOfSHA256CutShortAndAResource", accepted, [](World& w) { w.useHashTypes({3}); },
+     [](World& w) { w.flip("Resources/icon.icns", 0); }},
+    {2, "SHA256AndSHA384", accepted,
+     [](World& w) {
+       w.useHashTypes({2, 4});
+     },
+     [](World& w) { w.flipBlob(1, alternateDirectorySlot, 60); }},
     {3, "digestsNotInDEROrder", accepted,
      [](World& w) {
        useTwoDirectories(w);

@@ -4,6 +4,10 @@
 #include <malloc.h>
 
 #include <random>
+#include <string>
+#include <utility>
+
+#include "platform/linux/codesign/Refusal.h"
 
 namespace brindlewick::codesign {
 namespace {
@@ -12,26 +16,46 @@ PropertyListTree sealing(const std::string& pattern) {
   return {{"^.*", PropertyListNode{true}}, {pattern, PropertyListNode{true}}};
 }
 
-std::string repeated(const std::string& text, int count) {
-  std::string all;
-  for (int i = 0; i < count; ++i) all += text;
-  return all;
+/// The rule that these rules break; empty when they compile.
+std::string brokenRule(const PropertyListTree& rules) try {
+  static_cast<void>(ResourceRules::compile(rules, false));
+  return "";
+} catch (const Refusal& refusal) {
+  return refusal.what();
 }
 
-/// The pattern of the test has a state for each choice of the last 40 letters: these meet a new one with each letter.
 std::string letters(std::mt19937& random, std::size_t count) {
   std::string text;
   while (text.size() < count) text += random() % 2 == 0 ? 'a' : 'b';
   return text;
 }
 
-TEST(ResourceRules, needLittleMemoryHoweverManyStatesAPatternHas) {
-  auto rules = ResourceRules::compile(sealing("^[ab]*a" + repeated("[ab]", 40) + "c$"), false);
-  std::mt19937 random(1);
-  const std::size_t before = mallinfo2().uordblks;
-  for (int i = 0; i < 60; ++i) EXPECT_EQ(rules.effectOn(letters(random, 400)), RuleEffect{});
-  // Kept until the end, the states would take three times as much.
-  EXPECT_LT(mallinfo2().uordblks, before + (std::size_t{20} << 20));
+// Each has a state for each choice of the last letters, or would with more of them.
+TEST(ResourceRules, needLittleMemoryWithTheHeaviestPatterns) {
+  for (const std::string pattern : {"^[ab]*a[ab][ab][ab]c$", "^.*a(aaa|aba)(aba|bbb)...c$", ".*a?b?a?(a|b)(a|b)...c$",
+                                    "^.*a.*b.*a.*bababababababababababababababababababababababababababababababc$"}) {
+    const auto rules = ResourceRules::compile(sealing(pattern), false);
+    std::mt19937 random(1);
+    const std::size_t before = mallinfo2().uordblks;
+    for (int i = 0; i < 300; ++i) EXPECT_EQ(rules.effectOn(letters(random, 1000)), RuleEffect{});
+    EXPECT_LT(mallinfo2().uordblks, before + (std::size_t{1} << 20)) << pattern;
+  }
+}
+
+TEST(ResourceRules, leaveFewChoicesToAPattern) {
+  const std::pair<std::string, std::string> limits[] = {
+      {"^[ab]*a[ab][ab][ab]c$", "^[ab]*a[ab][ab][ab][ab]c$"},
+      {"^.*a...c$", "^.*a....c$"},
+      {"^a*b*a+b?$", "^a*b*a+b?a?$"},
+      {"^a*(a|b)(a|b)$", "^a*(a|b|c)(a|b)$"},
+      {"^(a|b)(a|b)$", "^(a|b)(a|b)(a|b)$"},
+      {"^a*\\.\\.\\.\\.\\*\\.\\($", "^a*\\.\\......\\.$"},
+      {"^" + std::string(127, 'a'), "^" + std::string(128, 'a')},
+  };
+  for (const auto& [good, bad] : limits) {
+    EXPECT_EQ(brokenRule(sealing(good)), "") << good;
+    EXPECT_EQ(brokenRule(sealing(bad)), "a pattern matches in linear time") << bad;
+  }
 }
 
 TEST(ResourceRules, answerTheSameOverAndOver) {

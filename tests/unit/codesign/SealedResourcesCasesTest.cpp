@@ -42,6 +42,13 @@ std::function<void(World&)> removes(const std::string& path) {
   return [=](World& world) { world.remove(path); };
 }
 
+/// Renames a key of the finished seal, before it is signed.
+std::function<void(World&)> renames(const std::string& key) {
+  return [key](World& world) {
+    world.bundle.seal.spoil = [key](std::string& text) { text.at(text.find(key) + 5) = 'F'; };
+  };
+}
+
 const std::vector<SigningCase> cases = {
     {41, "aResourceChanged", invalid, [](World& w) { w.flip("Resources/words/list.txt", 0); }},
     {41, "aResourceAdded", invalid, [](World& w) { w.addFile("Contents/Resources/new.txt"); }},
@@ -53,6 +60,9 @@ const std::vector<SigningCase> cases = {
     {42, "aFileOfTheBaseLanguageRemoved", invalid, removes("Contents/Resources/Base.lproj/Main.nib")},
     {50, "aFurtherOmission", invalid, addsRule("^Resources/words/", weighted("omit", "<real>30</real>"))},
     {50, "aFurtherRuleThatIsFalse", invalid, addsRule("^Resources/words/", "<false/>")},
+    {50, "codeThatIsLeftOut", invalid,
+     replacesRule("^(.*/)?\\.DS_Store$",
+                  plist::dictionary({{"nested", "<true/>"}, {"omit", "<true/>"}, {"weight", "<real>2000</real>"}}))},
     {50, "noRuleForEverything", invalid, removeFirstRule},
     {50, "theRuleForEverythingIsADictionary", invalid, replacesRule(everything, weighted("nothing", "<real>1</real>"))},
     {50, "aBadPattern", invalid, addsRule("^Resources/(", "<true/>")},
@@ -66,6 +76,9 @@ const std::vector<SigningCase> cases = {
     {50, "aGroupThatMayBeMissing", accepted, addsRule("^Resources/(words/)?[a-z]+\\.nothing$", "<true/>"),
      [](World& w) { w.flip("Resources/icon.icns", 0); }},
     {51, "versionOneOnly", invalid, [](World& w) { w.bundle.seal.hasRules2 = w.bundle.seal.hasFiles2 = false; }},
+    {51, "versionTwoOnly", invalid, [](World& w) { w.bundle.seal.hasVersion1 = false; }},
+    {51, "noFilesOfVersionOne", invalid, renames("<key>files</key>")},
+    {51, "noRulesOfVersionOne", invalid, renames("<key>rules</key>")},
     {51, "filesWithoutRules", invalid, [](World& w) { w.bundle.seal.hasRules2 = false; }},
     {51, "weightsAsReals", accepted,
      replacesRule("^version\\.plist$", "<dict><key>weight</key><real>20.75</real></dict>"),

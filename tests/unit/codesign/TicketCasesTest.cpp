@@ -31,6 +31,12 @@ void omitNestedHash(World& world) {
   omitsEntry(firstEntry)(world);
 }
 
+void nameOnlyNestedCode(World& world) {
+  world.bundle.nested["Frameworks/libwords.dylib"] =
+      BundleShape::file("libwords", dynamicLibraryFile, SignatureKind::certificate);
+  world.bundle.ticket->editEntries = [](auto& entries) { entries.erase(entries.begin() + 2, entries.end()); };
+}
+
 void ticketOfAnotherRoot(World& world) {
   world.bundle.ticket->pki = TestPKI::issued(PKIShape::developerID("TEAM123456", " of others"));
 }
@@ -49,6 +55,7 @@ const std::vector<SigningCase> cases = {
     {63, "executableAbsent", notAssessed, ticket([](TicketShape& t) { t.editEntries = [](auto& e) { e.clear(); }; })},
     {63, "firstArchitectureAbsent", notAssessed, omitsEntry(0)},
     {63, "secondArchitectureAbsent", notAssessed, omitsEntry(1)},
+    {63, "onlyNestedCodeThere", notAssessed, nameOnlyNestedCode},
     {63, "nestedCodeAbsent", notAssessed, omitNestedHash},
     {63, "none", notAssessed, [](World& w) { w.bundle.ticket.reset(); }},
     {64, "anotherRoot", notAssessed, ticketOfAnotherRoot},

@@ -33,12 +33,6 @@ bool isNotarized(const Folder& application, const ValidatedCode& code, const Cod
   return false;
 }
 
-bool isApplication(const ValidatedCode& code) {
-  const PropertyListNode* type = find(code.information, "CFBundlePackageType");
-  const auto* text = type == nullptr ? nullptr : type->as<std::string>();
-  return text != nullptr && *text == "APPL";
-}
-
 }  // namespace
 
 Assessment assess(const Path& path, const CodeSigningTrust& trust) try {
@@ -47,7 +41,7 @@ Assessment assess(const Path& path, const CodeSigningTrust& trust) try {
   if (application == nullptr) return {false, "not an application"};
   const CodeValidation validation(trust, NestedCodeDepth::deep);
   const ValidatedCode code = validation.bundle(application->folder("."), path.lastComponent());
-  if (!isApplication(code)) return {false, "not an application"};
+  if (!code.isApplication) return {false, "not an application"};
   if (!isDeveloperID(code)) return {false, "no Developer ID"};
   if (!isNotarized(*application, code, trust)) return {false, "Unnotarized Developer ID"};
   return {true, "Notarized Developer ID"};

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "platform/AsciiText.h"
 #include "platform/linux/codesign/FrameworkVersions.h"
 #include "platform/linux/codesign/Refusal.h"
 
@@ -18,6 +19,17 @@ void checkApplicationRoot(const Folder& bundle) {
     const bool isKnown = std::ranges::find(rootFiles, item.name) != rootFiles.end();
     require(isKnown && isPlainFile(bundle, item.name), "nothing unsealed lies in the root of a bundle");
   }
+}
+
+/// By these names the platform takes a bundle for one of another form, with its parts elsewhere. Its file systems
+/// ignore case.
+constexpr std::array<std::string_view, 4> namesOfOtherForms = {"contents", "versions", "support files",
+                                                               "wrappedbundle"};
+
+void checkFlatRoot(const Folder& bundle) {
+  for (const FolderItem& item : bundle.items())
+    require(std::ranges::find(namesOfOtherForms, asciiLowercase(item.name)) == namesOfOtherForms.end(),
+            "a flat bundle has no part of another form");
 }
 
 /// Parts of a signature as files belong to code that is no Mach-O file; beside an embedded signature they are wrong.
@@ -39,6 +51,21 @@ void checkBase(const Folder& base) {
   require(!ticket || ticket->kind == ItemKind::file, "a ticket is a file");
 }
 
+/// What this program and its callers read of an Info.plist.
+constexpr std::array<std::string_view, 5> keysThatAreRead = {
+    "CFBundleExecutable", "CFBundleIdentifier", "CFBundlePackageType", "CFBundleShortVersionString", "CFBundleVersion"};
+
+/// The platform may prefer the value of KEY-macos or KEY~something to the one of KEY.
+void checkKeys(const PropertyListTree& information) {
+  for (const std::string_view key : keysThatAreRead) {
+    const auto isVariant = [&](const auto& entry) {
+      const std::string_view name = entry.first;
+      return name.size() > key.size() && name.starts_with(key) && (name[key.size()] == '-' || name[key.size()] == '~');
+    };
+    require(std::ranges::none_of(information, isVariant), "a key that is read has one value for all systems");
+  }
+}
+
 std::string executableNameOf(const PropertyListTree& information, std::string_view bundleName) {
   std::string name(bundleName.substr(0, bundleName.rfind('.')));
   if (const auto* entry = find(information, "CFBundleExecutable")) {
@@ -58,14 +85,16 @@ struct Places {
   bool isFlat = false;
 };
 
-BundleLayout readLayout(Folder base, const Places& places, std::string_view bundleName) {
+BundleLayout readLayout(Folder base, const Places& places, std::string_view bundleName, PropertyListBudget& budget) {
   checkBase(base);
-  Bytes bytes = base.content(places.informationPath, maximumBundleFileByteCount);
+  Bytes bytes = base.content(places.informationPath, std::min(maximumBundleFileByteCount, budget.bytesLeft()));
   auto information = parsePropertyList(bytes);
   require(information.has_value(), "Info.plist is a dictionary");
+  auto share = budget.take(bytes, *information);
+  checkKeys(*information);
   std::string executable = places.executableFolder + executableNameOf(*information, bundleName);
-  return {std::move(base),  places.informationPath,  std::move(executable),
-          std::move(bytes), *std::move(information), places.isFlat};
+  return {std::move(base),         std::move(executable), std::move(bytes),
+          *std::move(information), std::move(share),      places.isFlat};
 }
 
 const Places contentsPlaces{"Info.plist", "MacOS/"};
@@ -74,10 +103,10 @@ const Places flatPlaces{"Info.plist", "", true};
 
 using LayoutJudge = std::function<void(BundleLayout)>;
 
-void forEachVersion(const Folder& bundle, std::string_view name, const LayoutJudge& judge) {
+void forEachVersion(const Folder& bundle, std::string_view name, PropertyListBudget& budget, const LayoutJudge& judge) {
   const FrameworkVersions versions = readFrameworkVersions(bundle);
   const auto judgeVersion = [&](const std::string& version) {
-    judge(readLayout(bundle.folder("Versions/" + version), versionPlaces, name));
+    judge(readLayout(bundle.folder("Versions/" + version), versionPlaces, name, budget));
   };
   judgeVersion(versions.current);
   std::ranges::for_each(versions.others, judgeVersion);
@@ -85,13 +114,14 @@ void forEachVersion(const Folder& bundle, std::string_view name, const LayoutJud
 
 }  // namespace
 
-void forEachBundleLayout(Folder bundle, std::string_view name, const LayoutJudge& judge) {
+void forEachBundleLayout(Folder bundle, std::string_view name, PropertyListBudget& budget, const LayoutJudge& judge) {
   if (bundle.status("Contents")) {
     checkApplicationRoot(bundle);
-    return judge(readLayout(bundle.folder("Contents"), contentsPlaces, name));
+    return judge(readLayout(bundle.folder("Contents"), contentsPlaces, name, budget));
   }
-  if (bundle.status("Versions")) return forEachVersion(bundle, name, judge);
-  judge(readLayout(std::move(bundle), flatPlaces, name));
+  if (bundle.status("Versions")) return forEachVersion(bundle, name, budget, judge);
+  checkFlatRoot(bundle);
+  judge(readLayout(std::move(bundle), flatPlaces, name, budget));
 }
 
 }  // namespace brindlewick::codesign

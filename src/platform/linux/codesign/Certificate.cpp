@@ -91,12 +91,4 @@ std::array<std::uint8_t, 20> Certificate::sha1() const { return digestOf<20>(get
 
 SHA256Digest Certificate::fingerprint() const { return digestOf<32>(get(), EVP_sha256()); }
 
-bool Certificate::isValidAt(std::chrono::system_clock::time_point time) const {
-  const ErrorQueueScope errors;
-  std::time_t seconds = std::chrono::system_clock::to_time_t(time);
-  // 0 is a date that cannot be read; -1 and 1 say that it is not later, or later, than the time.
-  return X509_cmp_time(X509_get0_notBefore(get()), &seconds) < 0 &&
-         X509_cmp_time(X509_get0_notAfter(get()), &seconds) > 0;
-}
-
 }  // namespace brindlewick::codesign

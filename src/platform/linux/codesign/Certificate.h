@@ -1,7 +1,6 @@
 #pragma once
 
 #include <array>
-#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
@@ -36,7 +35,6 @@ class Certificate {
 
   [[nodiscard]] std::array<std::uint8_t, 20> sha1() const;
   [[nodiscard]] SHA256Digest fingerprint() const;
-  [[nodiscard]] bool isValidAt(std::chrono::system_clock::time_point time) const;
 
  private:
   std::shared_ptr<x509_st> certificate_;

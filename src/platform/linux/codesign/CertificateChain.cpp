@@ -54,7 +54,7 @@ BorrowedCertificates listOf(std::span<const Certificate> certificates) {
 
 BorrowedCertificates trustedRoots(std::span<const Certificate> embedded, const ChainPolicy& policy) {
   std::vector<Certificate> roots(policy.roots.begin(), policy.roots.end());
-  if (policy.acceptsEmbeddedRoots) roots.insert(roots.end(), embedded.begin(), embedded.end());
+  roots.insert(roots.end(), embedded.begin(), embedded.end());
   // Its name being its issuer's is not enough: the signature is verified too.
   std::erase_if(roots, [](const Certificate& root) { return X509_self_signed(root.get(), 1) != 1; });
   return listOf(roots);

@@ -24,8 +24,6 @@ struct ChainPolicy {
   std::chrono::system_clock::time_point time = {};
   /// Takes certificates that are not valid at that time too.
   bool acceptsOutdated = false;
-  /// Any root that is embedded completes a chain, as for code without a requirement. Its name says nothing then.
-  bool acceptsEmbeddedRoots = true;
   /// Further roots that complete a chain.
   std::span<const Certificate> roots = {};
 };
@@ -39,6 +37,9 @@ struct CertificateChain {
 /// section 6, and the platform's policy for code): names, key identifiers, signatures, basic constraints, path lengths,
 /// key usages and extended key usages, the strength of keys and digests. Unknown critical extensions are refused except
 /// those under Apple's own arcs. Nothing is asked of a network.
+///
+/// Any root that is embedded completes a chain, as for code without a requirement; its name says nothing then, and
+/// `isAnchored` tells whether it counts.
 ///
 /// Throws Refusal.
 [[nodiscard]] CertificateChain certificateChain(const Certificate& leaf, std::span<const Certificate> embedded,

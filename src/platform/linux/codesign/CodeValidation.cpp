@@ -13,30 +13,41 @@ namespace {
 /// Bundles inside bundles: real ones have three or four levels.
 constexpr int maximumNesting = 16;
 
+bool saysApplication(const PropertyListTree& information) {
+  const PropertyListNode* type = find(information, "CFBundlePackageType");
+  const auto* text = type == nullptr ? nullptr : type->as<std::string>();
+  return text != nullptr && *text == "APPL";
+}
+
 }  // namespace
 
 bool ValidatedCode::meets(const Requirement& requirement) const {
   return std::ranges::all_of(slices, [&](const SliceIdentity& slice) { return requirement.isMetBy(slice.subject()); });
 }
 
-/// How much of an item is read, and how deep it lies.
+/// How much of an item is read, how deep it lies, and what its property lists may take.
 struct CodeValidation::Extent {
+  PropertyListBudget& budget;
   bool readsEverything = true;
   int nesting = 0;
 };
 
 ValidatedCode CodeValidation::bundle(Folder folder, std::string_view name) const {
-  return bundle(std::move(folder), name, Extent{});
+  PropertyListBudget budget;
+  return bundle(std::move(folder), name, Extent{budget});
 }
 
-ValidatedCode CodeValidation::file(ByteSource& source) const { return file(source, Extent{}); }
+ValidatedCode CodeValidation::file(ByteSource& source) const {
+  PropertyListBudget budget;
+  return file(source, Extent{budget});
+}
 
 ValidatedCode CodeValidation::bundle(Folder folder, std::string_view name, const Extent& extent) const {
   ValidatedCode code;
   bool isCurrent = true;
-  forEachBundleLayout(std::move(folder), name, [&](BundleLayout layout) {
+  forEachBundleLayout(std::move(folder), name, extent.budget, [&](const BundleLayout& layout) {
     addLayout(code, layout, extent);
-    if (std::exchange(isCurrent, false)) code.information = std::move(layout.information);
+    if (std::exchange(isCurrent, false)) code.isApplication = saysApplication(layout.information);
   });
   return code;
 }
@@ -49,14 +60,14 @@ ValidatedCode CodeValidation::file(ByteSource& source, const Extent& extent) con
 
 void CodeValidation::addLayout(ValidatedCode& code, const BundleLayout& layout, const Extent& extent) const {
   FileSource executable = layout.base.file(layout.executablePath);
-  BundleParts parts{layout.informationBytes, std::nullopt};
+  BundleParts parts{SealedContent(layout.informationBytes), std::nullopt};
   Bytes envelope;
   if (extent.readsEverything) {
-    envelope = layout.base.content(sealPath, maximumBundleFileByteCount);
-    parts.resources = envelope;
+    envelope = layout.base.content(sealPath, std::min(maximumBundleFileByteCount, extent.budget.bytesLeft()));
+    parts.resources.emplace(envelope);
   }
   std::vector<SliceIdentity> slices =
-      verifySlices(executable, {.trust = trust_, .readsPages = extent.readsEverything, .bundle = parts});
+      verifySlices(executable, {.trust = trust_, .readsPages = extent.readsEverything, .bundle = &parts});
   if (extent.readsEverything) {
     const auto checkNestedCode = [&](const Folder& parent, const std::string& name, const std::string& requirement) {
       addNestedCode(code, parent, name, requirement, extent);
@@ -65,7 +76,8 @@ void CodeValidation::addLayout(ValidatedCode& code, const BundleLayout& layout, 
     for (const SliceIdentity& slice : slices)
       for (const HashType type : slice.hashTypes)
         if (std::ranges::find(hashTypes, type) == hashTypes.end()) hashTypes.push_back(type);
-    verifySealedResources(layout, envelope, {hashTypes, checkNestedCode, depth_ == NestedCodeDepth::deep});
+    verifySealedResources(layout, envelope,
+                          {extent.budget, hashTypes, checkNestedCode, depth_ == NestedCodeDepth::deep});
   }
   std::ranges::move(slices, std::back_inserter(code.slices));
 }
@@ -75,7 +87,7 @@ void CodeValidation::addNestedCode(ValidatedCode& code, const Folder& parent, co
   require(extent.nesting < maximumNesting, "code is not nested without end");
   const auto compiled = Requirement::compile(requirement);
   require(compiled.has_value(), "the requirement of nested code compiles");
-  const Extent inner{depth_ == NestedCodeDepth::deep, extent.nesting + 1};
+  const Extent inner{extent.budget, depth_ == NestedCodeDepth::deep, extent.nesting + 1};
   const auto status = parent.status(name);
   ValidatedCode nested;
   if (status && status->kind == ItemKind::directory) {

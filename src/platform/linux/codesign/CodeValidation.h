@@ -3,7 +3,6 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/PropertyListTree.h"
 #include "platform/linux/codesign/CodeSigningTrust.h"
 #include "platform/linux/codesign/Folder.h"
 #include "platform/linux/codesign/SignedSlices.h"
@@ -15,7 +14,7 @@ struct ValidatedCode {
   /// Every architecture of the main executable and, in a framework, of its other versions. A requirement must hold for
   /// each.
   std::vector<SliceIdentity> slices;
-  PropertyListTree information;          ///< Info.plist of a bundle
+  bool isApplication = false;            ///< what the Info.plist of a bundle says
   std::vector<CDHash> nestedCodeHashes;  ///< of every architecture of all nested code, when it was checked in depth
 
   [[nodiscard]] bool meets(const Requirement& requirement) const;

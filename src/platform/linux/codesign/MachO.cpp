@@ -19,7 +19,7 @@ constexpr std::uint64_t smallHeaderByteCount = 28;
 constexpr std::uint64_t headerByteCount64 = 32;
 
 /// Real executables need tens of kilobytes; the commands are kept in memory.
-constexpr std::uint64_t maximumCommandsByteCount = 16 << 20;
+constexpr std::uint64_t maximumCommandsByteCount = 1 << 20;
 
 /// A name in a field of 16 bytes, ended by NUL unless it fills the field.
 std::string_view fixedName(ByteView bytes, std::uint64_t offset) {
@@ -136,8 +136,8 @@ MachOSlice readSlice(ByteSource& file, ByteRange sliceRange) {
   const std::uint32_t commandCount = little32(slice.head, 16);
   const std::uint64_t commandsByteCount = little32(slice.head, 20);
   const std::uint64_t headerByteCount = magic == magic64 ? headerByteCount64 : smallHeaderByteCount;
-  require(commandsByteCount <= maximumCommandsByteCount && commandsByteCount + headerByteCount <= sliceRange.length,
-          "load commands lie inside their slice");
+  require(commandsByteCount <= maximumCommandsByteCount, "load commands have at most 1 MiB");
+  require(commandsByteCount + headerByteCount <= sliceRange.length, "load commands lie inside their slice");
   const Bytes more =
       file.read(sliceRange.offset + smallHeaderByteCount, headerByteCount + commandsByteCount - smallHeaderByteCount);
   slice.head.insert(slice.head.end(), more.begin(), more.end());
@@ -145,16 +145,17 @@ MachOSlice readSlice(ByteSource& file, ByteRange sliceRange) {
   return slice;
 }
 
-std::vector<MachOSlice> readMachO(ByteSource& file) {
+void forEachSlice(ByteSource& file, const std::function<void(const MachOSlice&)>& judge) {
   const auto table = readUniversalTable(file);
-  if (!table) return {readSlice(file, {0, file.size()})};
-  std::vector<MachOSlice> slices;
+  if (!table) return judge(readSlice(file, {0, file.size()}));
+  std::optional<std::uint32_t> fileType;
   for (const UniversalEntry& entry : *table) {
-    slices.push_back(readSlice(file, entry.range));
-    require(slices.back().architecture == entry.architecture, "a slice is for the processor of its table entry");
-    require(slices.back().fileType == slices.front().fileType, "all slices are of one file type");
+    const MachOSlice slice = readSlice(file, entry.range);
+    require(slice.architecture == entry.architecture, "a slice is for the processor of its table entry");
+    require(slice.fileType == fileType.value_or(slice.fileType), "all slices are of one file type");
+    fileType = slice.fileType;
+    judge(slice);
   }
-  return slices;
 }
 
 }  // namespace brindlewick::codesign

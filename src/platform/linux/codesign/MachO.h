@@ -2,8 +2,8 @@
 
 #include <compare>
 #include <cstdint>
+#include <functional>
 #include <optional>
-#include <vector>
 
 #include "platform/linux/codesign/ByteSource.h"
 
@@ -36,8 +36,10 @@ struct MachOSlice {
 /// the file. Throws Refusal.
 [[nodiscard]] MachOSlice readSlice(ByteSource& file, ByteRange range);
 
-/// Reads a Mach-O file, thin or universal, and checks its structure by the strict rules. At least one slice; all of one
-/// file type; in the order of the file's table. Throws Refusal, also for a file that is no Mach-O or is not signed.
-[[nodiscard]] std::vector<MachOSlice> readMachO(ByteSource& file);
+/// Reads a Mach-O file, thin or universal, and checks its structure by the strict rules. Calls `judge` with each slice,
+/// in the order of the file's table; there is at least one, and all are of one file type. One is read when the one
+/// before is judged and gone: a universal file that is nearly all holes may have a hundred. Throws Refusal, also for a
+/// file that is no Mach-O or is not signed; some of its slices are judged by then.
+void forEachSlice(ByteSource& file, const std::function<void(const MachOSlice&)>& judge);
 
 }  // namespace brindlewick::codesign

@@ -28,11 +28,11 @@ class ResourceRules {
 
   /// The effect of the rule of greatest weight among those that match; absent if none does. Throws Refusal when two of
   /// one weight differ, since the platform then takes one by chance.
-  [[nodiscard]] std::optional<RuleEffect> effectOn(const std::string& path);
+  [[nodiscard]] std::optional<RuleEffect> effectOn(const std::string& path) const;
 
  private:
   struct Rule;
-  std::vector<std::shared_ptr<Rule>> rules_;  ///< the heaviest first
+  std::vector<std::shared_ptr<const Rule>> rules_;  ///< the heaviest first
 };
 
 }  // namespace brindlewick::codesign

@@ -97,7 +97,7 @@ class ResourceScan {
     const auto effect = resourceRules_.effectOn(path);
     if (!effect || !effect->isNested || name.find('.') == std::string::npos)
       return scan(folder.folder(name), path + "/", depth + 1);
-    if (!effect->isOmitted) judgeCode(folder, name, entryOf(path));
+    judgeCode(folder, name, entryOf(path));
   }
 
   void judgeFile(const Folder& folder, const std::string& name, const std::string& path) {
@@ -161,6 +161,7 @@ class ResourceScan {
 void verifySealedResources(const BundleLayout& bundle, ByteView envelope, const SealRules& rules) {
   const auto parsed = parsePropertyList(envelope);
   require(parsed.has_value(), "an envelope is a property list");
+  const auto share = rules.budget.take(envelope, *parsed);
   // Version 1 seals too little; it must be there for old systems and is not read.
   static_cast<void>(dictionaryOf(*parsed, "rules"));
   static_cast<void>(dictionaryOf(*parsed, "files"));

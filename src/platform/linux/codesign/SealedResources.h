@@ -14,6 +14,7 @@ using NestedCodeCheck =
     std::function<void(const Folder& parent, const std::string& name, const std::string& requirement)>;
 
 struct SealRules {
+  PropertyListBudget& budget;           ///< the parsed envelope's share of it is taken until everything is compared
   std::span<const HashType> hashTypes;  ///< of all directories of the main executable; each must agree
   NestedCodeCheck checkNestedCode;
   /// Links must stay inside the bundle or lead to the system: an assessment asks for it, a validity does not.

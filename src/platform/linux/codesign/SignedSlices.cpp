@@ -5,7 +5,6 @@
 #include "platform/linux/codesign/CodePages.h"
 #include "platform/linux/codesign/MachO.h"
 #include "platform/linux/codesign/Refusal.h"
-#include "platform/linux/codesign/SpecialSlots.h"
 
 namespace brindlewick::codesign {
 namespace {
@@ -53,18 +52,17 @@ std::optional<Bytes> informationSection(ByteSource& file, const MachOSlice& slic
 }
 
 void verifySealedParts(ByteSource& file, const MachOSlice& slice, const EmbeddedSignature& signature,
-                       const std::optional<BundleParts>& bundle) {
-  if (bundle) {
+                       BundleParts* bundle) {
+  if (bundle != nullptr) {
     verifySpecialSlots(signature, {.isBundle = true,
-                                   .information = bundle->information,
-                                   .resources = bundle->resources,
+                                   .information = &bundle->information,
+                                   .resources = bundle->resources ? &*bundle->resources : nullptr,
                                    .checksResources = bundle->resources.has_value()});
     return;
   }
   const auto section = informationSection(file, slice);
-  SealedParts parts;
-  if (section) parts.information = *section;
-  verifySpecialSlots(signature, parts);
+  SealedContent content(section ? ByteView(*section) : ByteView());
+  verifySpecialSlots(signature, {.information = section ? &content : nullptr});
 }
 
 SliceIdentity identityOf(const EmbeddedSignature& signature, Signer signer) {
@@ -92,10 +90,10 @@ SliceIdentity verifySlice(ByteSource& file, const MachOSlice& slice, const Slice
 
 std::vector<SliceIdentity> verifySlices(ByteSource& file, const SliceRules& rules) {
   std::vector<SliceIdentity> identities;
-  for (const MachOSlice& slice : readMachO(file)) {
+  forEachSlice(file, [&](const MachOSlice& slice) {
     identities.push_back(verifySlice(file, slice, rules));
     require(identities.back().team == identities.front().team, "all architectures have one team");
-  }
+  });
   return identities;
 }
 

@@ -9,6 +9,7 @@
 #include "platform/linux/codesign/EmbeddedSignature.h"
 #include "platform/linux/codesign/Requirement.h"
 #include "platform/linux/codesign/SignedMessage.h"
+#include "platform/linux/codesign/SpecialSlots.h"
 
 namespace brindlewick::codesign {
 
@@ -25,15 +26,15 @@ struct SliceIdentity {
 
 /// What the slots of a bundle's main executable seal outside of it.
 struct BundleParts {
-  ByteView information;               ///< Info.plist
-  std::optional<ByteView> resources;  ///< CodeResources; absent when its slot is not to be checked
+  SealedContent information;               ///< Info.plist
+  std::optional<SealedContent> resources;  ///< CodeResources; absent when its slot is not to be checked
 };
 
 struct SliceRules {
   const CodeSigningTrust& trust;
   bool readsPages = true;
-  /// Present for the main executable of a bundle, absent for a file that stands for itself.
-  std::optional<BundleParts> bundle = std::nullopt;
+  /// Of the main executable of a bundle; null for a file that stands for itself.
+  BundleParts* bundle = nullptr;
 };
 
 /// Verifies every architecture of a Mach-O file: structure, signature, signer, special slots, pages. All of them have

@@ -7,10 +7,10 @@
 namespace brindlewick::codesign {
 namespace {
 
-void requireSealed(const CodeDirectory& directory, std::uint32_t number, ByteView content) {
+void requireSealed(const CodeDirectory& directory, std::uint32_t number, SealedContent& content) {
   const auto sealed = directory.specialHash(number);
   require(sealed.has_value(), "what a signature has to seal is sealed");
-  require(hashOf(directory.hashType, content).equals(*sealed), "what is sealed is unchanged");
+  require(content.hash(directory.hashType).equals(*sealed), "what is sealed is unchanged");
 }
 
 void requireUnsealed(const CodeDirectory& directory, std::uint32_t number) {
@@ -19,7 +19,7 @@ void requireUnsealed(const CodeDirectory& directory, std::uint32_t number) {
 
 /// The section of a single file lies in its pages, so that it need not be sealed once more: linkers do not.
 void verifyInformation(const CodeDirectory& directory, const SealedParts& parts) {
-  if (!parts.information)
+  if (parts.information == nullptr)
     requireUnsealed(directory, slot::information);
   else if (parts.isBundle || directory.specialHash(slot::information))
     requireSealed(directory, slot::information, *parts.information);
@@ -27,20 +27,24 @@ void verifyInformation(const CodeDirectory& directory, const SealedParts& parts)
 
 void verifyResources(const CodeDirectory& directory, const SealedParts& parts) {
   if (!parts.checksResources) return;
-  if (parts.resources)
+  if (parts.resources != nullptr)
     requireSealed(directory, slot::resources, *parts.resources);
   else
     requireUnsealed(directory, slot::resources);
 }
 
 void verifyComponent(const CodeDirectory& directory, std::uint32_t number, std::optional<ByteView> content) {
-  if (content)
-    requireSealed(directory, number, *content);
-  else
-    requireUnsealed(directory, number);
+  if (!content) return requireUnsealed(directory, number);
+  SealedContent sealed(*content);
+  requireSealed(directory, number, sealed);
 }
 
 }  // namespace
+
+const HashValue& SealedContent::hash(HashType type) {
+  const auto known = hashes_.find(type);
+  return known != hashes_.end() ? known->second : hashes_.emplace(type, hashOf(type, bytes_)).first->second;
+}
 
 void verifySpecialSlots(const EmbeddedSignature& signature, const SealedParts& parts) {
   for (const CodeDirectory& directory : signature.directories()) {

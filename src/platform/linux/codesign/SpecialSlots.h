@@ -1,16 +1,30 @@
 #pragma once
 
+#include <map>
 #include <optional>
 
 #include "platform/linux/codesign/EmbeddedSignature.h"
 
 namespace brindlewick::codesign {
 
+/// Bytes that slots seal. They are hashed once under each type, however many directories of however many slices ask:
+/// hundreds may, and the bytes may be megabytes.
+class SealedContent {
+ public:
+  /// The bytes must stay.
+  explicit SealedContent(ByteView bytes) noexcept : bytes_(bytes) {}
+  [[nodiscard]] const HashValue& hash(HashType type);
+
+ private:
+  ByteView bytes_;
+  std::map<HashType, HashValue> hashes_;
+};
+
 /// What a signature seals besides the code and its own blobs.
 struct SealedParts {
   bool isBundle = false;
-  std::optional<ByteView> information;  ///< Info.plist of a bundle, or the section of a single file
-  std::optional<ByteView> resources;    ///< CodeResources of a bundle
+  SealedContent* information = nullptr;  ///< Info.plist of a bundle, or the section of a single file; null: none
+  SealedContent* resources = nullptr;    ///< CodeResources of a bundle; null: none
   bool checksResources = true;
 };
 

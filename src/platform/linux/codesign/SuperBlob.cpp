@@ -17,6 +17,9 @@ constexpr std::uint32_t launchConstraintMagic = 0xfade8181;
 constexpr std::uint64_t headerByteCount = 12;
 constexpr std::uint64_t indexEntryByteCount = 8;
 
+/// Real signatures have less than a dozen.
+constexpr std::uint64_t maximumBlobCount = 64;
+
 /// The magic that a blob in this slot must have; absent for slots that are ignored.
 std::optional<std::uint32_t> magicOf(std::uint32_t number) {
   if (number == slot::codeDirectory || (number >= slot::firstAlternate && number <= slot::lastAlternate))
@@ -44,6 +47,7 @@ SuperBlob SuperBlob::parse(ByteView bytes) {
   require(big32(bytes, 0) == superBlobMagic, "a signature is a SuperBlob");
   require(big32(bytes, 4) == bytes.size(), "a SuperBlob has its length");
   const std::uint64_t count = big32(bytes, 8);
+  require(count <= maximumBlobCount, "a signature has at most 64 blobs");
   const std::uint64_t indexEnd = headerByteCount + count * indexEntryByteCount;
   require(indexEnd <= bytes.size(), "the index lies inside its SuperBlob");
   SuperBlob parsed;

@@ -28,8 +28,9 @@ inline constexpr std::uint32_t signature = 0x10000;
 /// The container of a signature: blobs, each under the number of its slot.
 class SuperBlob {
  public:
-  /// Takes apart exactly `bytes`, which must stay. Every blob lies inside, behind the index, apart from the others;
-  /// no slot occurs twice; a blob in a slot of the list above has the magic of that slot. Throws Refusal.
+  /// Takes apart exactly `bytes`, which must stay. At most 64 blobs; every one lies inside, behind the index, apart
+  /// from the others; no slot occurs twice; a blob in a slot of the list above has the magic of that slot. Throws
+  /// Refusal.
   [[nodiscard]] static SuperBlob parse(ByteView bytes);
 
   /// A whole blob, its header of eight bytes included.
