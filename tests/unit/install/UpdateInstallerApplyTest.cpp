@@ -299,7 +299,14 @@ TEST(UpdateInstallerApplyFails, withTheErrorOfTheStepAndLeavesTheDiskAsItWas) {
     for (const auto& failing : *table) {
       InstallWorld world;
       failing.spoil(world.prepared());
-      const auto before = world.everything();
+      auto before = world.everything();
+      // What somebody else changes during the wait stays changed.
+      const auto meanwhile = world.clock.whileAsleep;
+      world.clock.whileAsleep = [&] {
+        EXPECT_EQ(world.everything(), before) << failing.name;
+        meanwhile();
+        before = world.everything();
+      };
       EXPECT_EQ(errorOf([&] { world.apply(); }), failing.expected) << failing.name;
       EXPECT_EQ(world.everything(), before) << failing.name;
       EXPECT_THAT(world.log.events({"copyTree", "move", "removeTree"}), IsEmpty()) << failing.name;
