@@ -306,6 +306,26 @@ class ApplyRefuses(InstallScenario):
                 if what == "candidate":
                     os.remove(path)
 
+    def test_a_signal_while_it_waits(self):
+        for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
+            with self.subTest(signal=number):
+                parent = subprocess.Popen(["sleep", "600"])
+                before = snapshot(self.folder)
+                helper = subprocess.Popen([self.world.updater, "apply-install", *self.apply_options(parent.pid)],
+                                          stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+                wait_until(lambda: sleeps(helper.pid), "the helper does not wait")
+                sent = time.monotonic()
+                helper.send_signal(number)
+                self.assertEqual(helper.communicate(timeout=60), (failure(FAILED_SAFELY), b""))
+                self.assertEqual(helper.returncode, 1)
+                self.assertLess(time.monotonic() - sent, 15)  # and not after the thirty seconds of the wait
+                parent.kill()
+                parent.wait()
+                self.assert_record(False, "The update was not installed.")
+                self.assert_reopened()
+                self.again()
+                self.assertEqual(snapshot(self.folder), before)
+
     def test_tools_that_are_missing(self):
         for tool, message in (("lipo", FAILED_SAFELY), ("spctl", GATEKEEPER)):
             with self.subTest(tool=tool):

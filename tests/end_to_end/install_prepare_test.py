@@ -6,13 +6,14 @@ import json
 import os
 import plistlib
 import shutil
+import signal
 import stat
 import struct
 import subprocess
 
 from install_world import (GATEKEEPER, HASH_MISMATCH, INVALID_BUNDLE, INVALID_SIGNATURE, MALFORMED, NOT_SIGNED, PROGRAMS,
                            UNSAFE_ARCHIVE, UNSAFE_STAGING, WRONG_ARCHITECTURE, WRONG_IDENTITY, WRONG_TEAM, WRONG_VERSION, InstallScenario,
-                           InstallWorld, fill_up, snapshot, snapshot_without_times)
+                           InstallWorld, failure, fill_up, snapshot, snapshot_without_times, wait_until)
 from world import FAILED_SAFELY, INVALID_ARGUMENTS, enter, options, run_quietly, updater
 from zip_bytes import AMIGA, DARWIN, LINK, MS_DOS, PIPE, VMS, Entry, archive, field, unicode_path
 
@@ -381,6 +382,31 @@ class PrepareRefusesWhatIsStaged(InstallScenario):
                         {"unknown": "x"}):
             with self.subTest(changes=changes):
                 self.assert_prepare_fails(INVALID_ARGUMENTS, **changes)
+
+
+class Interruption(InstallScenario):
+    def test_a_signal_while_a_tool_runs_leaves_nothing_behind(self):
+        self.stage()
+        mark = os.path.join(self.folder, "mark")
+        for tool in ("ditto", "lipo", "spctl"):
+            for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
+                with self.subTest(tool=tool, signal=number):
+                    # Ditto has written half of what it writes when the signal comes.
+                    begin = ': >"$4/half"' if tool == "ditto" else ":"
+                    self.replace_command(tool, f"#!/bin/sh\n{begin}\necho $$ >{mark}.tmp\nmv {mark}.tmp {mark}\nexec sleep 600\n")
+                    before = snapshot(self.folder)
+                    helper = subprocess.Popen([self.world.updater, "prepare-install", *options(**self.install_options())],
+                                              stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+                    wait_until(lambda: os.path.exists(mark), "the tool does not run")
+                    with open(mark) as file:
+                        running = int(file.read())
+                    os.remove(mark)
+                    helper.send_signal(number)
+                    self.assertEqual(helper.communicate(timeout=60), (failure(FAILED_SAFELY), b""))
+                    self.assertEqual(helper.returncode, 1)
+                    self.assertFalse(os.path.exists(f"/proc/{running}"))
+                    self.assertEqual(snapshot(self.folder), before)
+                    self.world.restore_commands()
 
 
 class PrepareRefusesAToolThatFails(InstallScenario):

@@ -1,11 +1,13 @@
 #include "platform/posix/PosixProcessLauncher.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <array>
 #include <csignal>
 
 #include "platform/posix/ChildProcess.h"
+#include "platform/posix/Interruption.h"
 #include "platform/posix/SystemCalls.h"
 
 namespace brindlewick {
@@ -30,6 +32,18 @@ class IgnoredSignals final : public SignalShield {
   std::array<struct sigaction, 4> before_{};
 };
 
+/// Waits until there is output, or its end. The pauses are for a signal that arrives just before the waiting begins.
+void awaitOutput(int reader, const Path& executable) {
+  constexpr int pauseMilliseconds = 100;
+  pollfd waited{.fd = reader, .events = POLLIN, .revents = 0};
+  for (;;) {
+    throwIfInterrupted();
+    const int count = ::poll(&waited, 1, pauseMilliseconds);
+    if (count > 0) return;
+    if (count < 0 && errno != EINTR) posix::throwErrno("wait for the output of", executable.string());
+  }
+}
+
 }  // namespace
 
 PosixProcessLauncher::PosixProcessLauncher() {
@@ -47,6 +61,7 @@ ToolRun PosixProcessLauncher::run(const Path& executable, const std::vector<std:
   ToolRun result;
   std::array<std::uint8_t, 65'536> buffer;
   for (;;) {
+    awaitOutput(pipe.reader.get(), executable);
     const auto count = posix::uninterrupted([&] { return ::read(pipe.reader.get(), buffer.data(), buffer.size()); });
     if (count < 0) posix::throwErrno("read the output of", executable.string());
     if (count == 0) break;
@@ -58,6 +73,7 @@ ToolRun PosixProcessLauncher::run(const Path& executable, const std::vector<std:
     }
   }
   result.succeeded = child.waitForSuccess() && !result.exceededByteLimit;
+  throwIfInterrupted();
   return result;
 }
 
@@ -67,6 +83,7 @@ void PosixProcessLauncher::startDetached(const Path& executable, const std::vect
 }
 
 bool PosixProcessLauncher::hasEnded(std::int32_t processIdentifier) {
+  throwIfInterrupted();
   errno = 0;
   return ::kill(processIdentifier, 0) != 0 && errno == ESRCH;
 }
@@ -78,6 +95,10 @@ void PosixProcessLauncher::startOwnSession() {
   static_cast<void>(::setsid());
 }
 
-std::unique_ptr<SignalShield> PosixProcessLauncher::shieldFromSignals() { return std::make_unique<IgnoredSignals>(); }
+std::unique_ptr<SignalShield> PosixProcessLauncher::shieldFromSignals() {
+  auto shield = std::make_unique<IgnoredSignals>();
+  throwIfInterrupted();
+  return shield;
+}
 
 }  // namespace brindlewick

@@ -335,6 +335,36 @@ TEST(UpdateInstallerApplyFails, beforeAnyWaitingForAParentThatCannotBe) {
   }
 }
 
+TEST(UpdateInstallerApplyFails, asAnInterruptionWhereverOneIsNoticed) {
+  const auto interruption = "system: " + std::make_error_code(errc::interrupted).message();
+  for (int call = 1;; ++call) {
+    InstallWorld world;
+    const auto before = world.prepared().everything();
+    world.files.fail("any", call, errc::interrupted);
+    const auto error = errorOf([&] { world.apply(); });
+    ASSERT_NE(world.files.hit(), "") << call;
+    if (world.files.hit() == "copyTree") return;  // the swap has begun, and nothing interrupts it
+    EXPECT_EQ(error, interruption) << call << " " << world.files.hit();
+    EXPECT_EQ(world.everything(), before) << call << " " << world.files.hit();
+  }
+}
+
+TEST(UpdateInstallerApplyFails, asAnInterruptionOfAToolOrOfTheWait) {
+  const auto interrupt = [](auto&&...) -> ToolRun {
+    throw PlatformError("finish", "", std::make_error_code(errc::interrupted));
+  };
+  for (const char* tool : {"/usr/bin/lipo", "/usr/sbin/spctl", "wait"}) {
+    InstallWorld world;
+    const auto before = world.prepared().everything();
+    if (std::string_view(tool) == "wait")
+      world.processes.ended = [&](std::int32_t) { return interrupt().succeeded; };
+    else
+      world.processes.script(tool, interrupt);
+    EXPECT_THAT([&] { world.apply(); }, testing::failsWith(errc::interrupted)) << tool;
+    EXPECT_EQ(world.everything(), before) << tool;
+  }
+}
+
 TEST(UpdateInstallerApply, readsAReceiptOfExactlyTheLimit) {
   InstallWorld world;
   const auto file = world.prepared().preparation / "install-preparation.json";

@@ -11,6 +11,7 @@
 
 #include "platform/posix/ChildSurroundings.h"
 #include "platform/posix/Descriptor.h"
+#include "platform/posix/Interruption.h"
 #include "support/Fails.h"
 #include "support/TemporaryFolder.h"
 
@@ -167,6 +168,48 @@ TEST(PosixProcessLauncherRun, survivesSignalsWhileItReads) {
   ::sigaction(SIGUSR1, &before, nullptr);
   EXPECT_TRUE(run.succeeded);
   EXPECT_EQ(asText(run.output), "1\n2\n3\n4\n5\n");
+}
+
+bool isInterrupted(const std::function<void()>& call) {
+  try {
+    call();
+    return false;
+  } catch (const PlatformError& error) {
+    return error.isInterruption();
+  }
+}
+
+TEST(PosixProcessLauncherRun, endsTheToolWhenThisProcessIsToldToEnd) {
+  for (const char* signal : {"HUP", "INT", "TERM"})
+    EXPECT_EQ(inOwnProcess([&] {
+                catchInterruptions();
+                ::alarm(30);  // ends this process if the tool is waited for
+                const auto script = "kill -" + std::string(signal) + " $PPID; exec sleep 600";
+                return isInterrupted([&] { static_cast<void>(runShell(script)); }) && hasNoChildren();
+              }),
+              0)
+        << signal;
+}
+
+TEST(PosixProcessLauncherRun, takesNoAnswerFromAToolThatWasEndedTogetherWithThisProcess) {
+  EXPECT_EQ(inOwnProcess([] {
+              catchInterruptions();
+              const auto run = [] { static_cast<void>(runShell("kill -INT $PPID; kill -INT $$")); };
+              return isInterrupted(run) && hasNoChildren();
+            }),
+            0);
+}
+
+TEST(PosixProcessLauncher, beginsNoWaitingAndNothingUnbreakableOnceToldToEnd) {
+  EXPECT_EQ(inOwnProcess([] {
+              catchInterruptions();
+              PosixProcessLauncher launcher;
+              static_cast<void>(launcher.shieldFromSignals());
+              ::raise(SIGTERM);
+              return isInterrupted([&] { static_cast<void>(launcher.hasEnded(::getpid())); }) &&
+                     isInterrupted([&] { static_cast<void>(launcher.shieldFromSignals()); });
+            }),
+            0);
 }
 
 TEST(PosixProcessLauncherStartDetached, doesNotWaitAndGivesASessionOfItsOwn) {
