@@ -96,7 +96,10 @@ ChildProcess::~ChildProcess() {
   static_cast<void>(uninterrupted([&] { return ::waitpid(process_, nullptr, 0); }));
 }
 
-void ChildProcess::kill() noexcept { ::kill(process_, SIGKILL); }
+void ChildProcess::kill() noexcept {
+  // Of a child that is gone the number is -1, and that would end every process of this user.
+  if (process_ > 0) ::kill(process_, SIGKILL);
+}
 
 bool ChildProcess::waitForSuccess() {
   int status = 0;

@@ -3,16 +3,19 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <functional>
 
+#include "platform/posix/ChildProcess.h"
 #include "platform/posix/ChildSurroundings.h"
 #include "platform/posix/Descriptor.h"
 #include "platform/posix/Interruption.h"
 #include "support/Fails.h"
+#include "support/SystemCallFilter.h"
 #include "support/TemporaryFolder.h"
 
 namespace brindlewick {
@@ -208,6 +211,17 @@ TEST(PosixProcessLauncher, beginsNoWaitingAndNothingUnbreakableOnceToldToEnd) {
               ::raise(SIGTERM);
               return isInterrupted([&] { static_cast<void>(launcher.hasEnded(::getpid())); }) &&
                      isInterrupted([&] { static_cast<void>(launcher.shieldFromSignals()); });
+            }),
+            0);
+}
+
+TEST(ChildProcess, signalsNobodyOnceTheChildIsGone) {
+  EXPECT_EQ(inOwnProcess([] {
+              posix::ChildProcess child(Path("/bin/true"), {}, -1, posix::ChildSession::ours);
+              const bool succeeded = child.waitForSuccess();
+              testing::forbidSystemCall(SYS_kill);
+              child.kill();
+              return succeeded;
             }),
             0);
 }
