@@ -83,8 +83,8 @@ void copyExtendedAttributes(int from, int to) {
   }
 }
 
-int renameExclusively(const char* from, const char* to) noexcept {
-  return ::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0 ? 0 : errno;
+int renameExclusively(int fromFolder, const char* from, int toFolder, const char* to) noexcept {
+  return ::renameat2(fromFolder, from, toFolder, to, RENAME_NOREPLACE) == 0 ? 0 : errno;
 }
 
 void beginWriteBack(int file) noexcept { static_cast<void>(::sync_file_range(file, 0, 0, SYNC_FILE_RANGE_WRITE)); }

@@ -3,6 +3,8 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -10,6 +12,7 @@
 
 #include "platform/ReadWhole.h"
 #include "support/Fails.h"
+#include "support/SystemCallFilter.h"
 #include "support/TemporaryFolder.h"
 
 namespace brindlewick {
@@ -215,6 +218,20 @@ TEST_F(PosixFileSystemTest, copiesSyncsAndRemovesATreeInAFolderThatIsReachedThro
   EXPECT_EQ(readFile(folder / "to" / "copy" / "file"), "x");
   files.removeTree(folder / "linkTo" / "copy");
   EXPECT_TRUE(files.list(folder / "to").empty());
+}
+
+TEST_F(PosixFileSystemTest, leavesNoDirectoryThatDidNotGetItsPermissions) {
+  const auto process = ::fork();
+  if (process == 0) {
+    testing::failSystemCall(SYS_fchmod, EIO);
+    for (const auto& create : {&PosixFileSystem::createDirectory, &PosixFileSystem::createDirectories})
+      EXPECT_THAT([&] { (files.*create)(folder / "new", 0755); }, failsWith(std::errc::io_error));
+    ::_exit(HasFailure() ? 1 : 0);
+  }
+  int status = -1;
+  ::waitpid(process, &status, 0);
+  EXPECT_EQ(status, 0);
+  EXPECT_FALSE(exists(folder / "new"));
 }
 
 TEST_F(PosixFileSystemTest, copiesNothingOverWhatExists) {
