@@ -15,7 +15,7 @@ namespace brindlewick::posix {
 namespace {
 
 Descriptor openNullDevice() {
-  Descriptor device(::open("/dev/null", O_RDWR | O_CLOEXEC));
+  Descriptor device(uninterrupted([] { return ::open("/dev/null", O_RDWR | O_CLOEXEC); }));
   if (!device) throwErrno("open", "/dev/null");
   return device;
 }
