@@ -60,6 +60,8 @@ ToolRun PosixProcessLauncher::run(const Path& executable, const std::vector<std:
 
   ToolRun result;
   std::array<std::uint8_t, 65'536> buffer;
+  // At once, since growing would hold the old and the new block together. What is not filled costs no memory.
+  result.output.reserve(outputByteLimit + buffer.size());
   for (;;) {
     awaitOutput(pipe.reader.get(), executable);
     const auto count = posix::uninterrupted([&] { return ::read(pipe.reader.get(), buffer.data(), buffer.size()); });

@@ -109,6 +109,11 @@ TEST(PosixProcessLauncherRun, endsAToolThatNeverStopsPrinting) {
   EXPECT_TRUE(hasNoChildren());
 }
 
+TEST(PosixProcessLauncherRun, holdsNoMoreThanTheLimitAndOneBuffer) {
+  for (const char* script : {"head -c 999999 /dev/zero", "exec yes"})
+    EXPECT_EQ(runShell(script, 1'000'000).output.capacity(), 1'000'000U + 65'536U) << script;
+}
+
 TEST(PosixProcessLauncherRun, reapsEveryChild) {
   static_cast<void>(runShell("true"));
   static_cast<void>(runShell("kill -KILL $$"));
