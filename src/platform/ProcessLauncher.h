@@ -52,8 +52,8 @@ class ProcessLauncher {
   /// The effective user of this process.
   [[nodiscard]] virtual std::uint32_t effectiveUser() = 0;
 
-  /// Moves this process into a session of its own, so that the end of its starter's session does not reach it. No
-  /// effect when it leads one already.
+  /// Moves this process into a session of its own, so that the end of its starter's session does not reach it; where
+  /// it may not leave, HUP is ignored from now on. No effect when it leads one already.
   virtual void startOwnSession() = 0;
 
   /// Throws PlatformError when this process has been told to end: what must not be broken off is then not begun.

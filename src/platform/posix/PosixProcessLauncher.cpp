@@ -93,8 +93,11 @@ bool PosixProcessLauncher::hasEnded(std::int32_t processIdentifier) {
 std::uint32_t PosixProcessLauncher::effectiveUser() { return ::geteuid(); }
 
 void PosixProcessLauncher::startOwnSession() {
-  // Fails only for a process that leads a group already, and then the group is its own.
-  static_cast<void>(::setsid());
+  if (::setsid() != -1 || ::getsid(0) == ::getpid()) return;
+  // Whoever leads a group of processes, as under a shell, cannot leave the session. What its end does is to send HUP.
+  struct sigaction ignore {};
+  ignore.sa_handler = SIG_IGN;
+  ::sigaction(SIGHUP, &ignore, nullptr);
 }
 
 std::unique_ptr<SignalShield> PosixProcessLauncher::shieldFromSignals() {

@@ -275,6 +275,30 @@ TEST(PosixProcessLauncherStartOwnSession, leavesTheStartersSessionOnce) {
             0);
 }
 
+TEST(PosixProcessLauncherStartOwnSession, outlivesTheStartersSessionEvenWhereItCannotLeaveIt) {
+  EXPECT_EQ(inOwnProcess([] {
+              catchInterruptions();
+              ::setpgid(0, 0);  // as a shell does it for a command
+              PosixProcessLauncher launcher;
+              launcher.startOwnSession();
+              ::raise(SIGHUP);
+              const bool survivesHangUp = ::getsid(0) != ::getpid() && !interrupted();
+              ::raise(SIGTERM);
+              return survivesHangUp && interrupted();
+            }),
+            0);
+}
+
+TEST(PosixProcessLauncherStartOwnSession, leavesHangUpsOfItsOwnSessionAlone) {
+  EXPECT_EQ(inOwnProcess([] {
+              catchInterruptions();
+              PosixProcessLauncher().startOwnSession();
+              ::raise(SIGHUP);
+              return interrupted();
+            }),
+            0);
+}
+
 TEST(PosixProcessLauncherShield, ignoresFourSignalsAndPutsTheirHandlingBack) {
   EXPECT_EQ(inOwnProcess([] {
               PosixProcessLauncher launcher;
