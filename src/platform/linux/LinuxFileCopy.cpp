@@ -79,7 +79,9 @@ void copyExtendedAttributes(int from, int to) {
     const auto size = ::fgetxattr(from, name, nullptr, 0);
     std::vector<std::uint8_t> value(size > 0 ? static_cast<std::size_t>(size) : 0);
     if (size < 0 || ::fgetxattr(from, name, value.data(), value.size()) != size) throwErrno("read the attribute", name);
-    if (::fsetxattr(to, name, value.data(), value.size(), 0) != 0) throwErrno("set the attribute", name);
+    // The file system of the copy may have no attributes at all.
+    if (::fsetxattr(to, name, value.data(), value.size(), 0) != 0 && errno != ENOTSUP)
+      throwErrno("set the attribute", name);
   }
 }
 

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <functional>
 
 #include "platform/ReadWhole.h"
 #include "support/Fails.h"
@@ -26,6 +27,23 @@ using testing::listing;
 using testing::permissionsOf;
 using testing::readFile;
 using testing::writeFile;
+
+/// Runs an action in a process of its own, in which a system call fails.
+void withFailingCall(long number, int code, const std::function<void()>& action) {
+  const auto process = ::fork();
+  if (process == 0) {
+    testing::failSystemCall(number, code);
+    try {
+      action();
+    } catch (const std::exception& error) {
+      ADD_FAILURE() << error.what();
+    }
+    ::_exit(::testing::Test::HasFailure() ? 1 : 0);
+  }
+  int status = -1;
+  ::waitpid(process, &status, 0);
+  EXPECT_EQ(status, 0);
+}
 
 void link(const Path& target, const Path& path) { std::filesystem::create_symlink(target.string(), path.string()); }
 
@@ -221,17 +239,22 @@ TEST_F(PosixFileSystemTest, copiesSyncsAndRemovesATreeInAFolderThatIsReachedThro
 }
 
 TEST_F(PosixFileSystemTest, leavesNoDirectoryThatDidNotGetItsPermissions) {
-  const auto process = ::fork();
-  if (process == 0) {
-    testing::failSystemCall(SYS_fchmod, EIO);
+  withFailingCall(SYS_fchmod, EIO, [&] {
     for (const auto& create : {&PosixFileSystem::createDirectory, &PosixFileSystem::createDirectories})
       EXPECT_THAT([&] { (files.*create)(folder / "new", 0755); }, failsWith(std::errc::io_error));
-    ::_exit(HasFailure() ? 1 : 0);
-  }
-  int status = -1;
-  ::waitpid(process, &status, 0);
-  EXPECT_EQ(status, 0);
+  });
   EXPECT_FALSE(exists(folder / "new"));
+}
+
+TEST_F(PosixFileSystemTest, copiesATreeToAFileSystemWithoutExtendedAttributes) {
+  writeFile(folder / "tree" / "file", "x");
+  for (const auto& item : {folder / "tree", folder / "tree" / "file"})
+    ASSERT_EQ(::setxattr(item.c_str(), "user.note", "v", 1, 0), 0);
+  withFailingCall(SYS_fsetxattr, ENOTSUP, [&] { files.copyTree(folder / "tree", folder / "copy"); });
+  EXPECT_EQ(listing(folder / "copy"), listing(folder / "tree"));
+  withFailingCall(SYS_fsetxattr, ENOSPC, [&] {
+    EXPECT_THAT([&] { files.copyTree(folder / "tree", folder / "other"); }, failsWith(std::errc::no_space_on_device));
+  });
 }
 
 TEST_F(PosixFileSystemTest, copiesNothingOverWhatExists) {
