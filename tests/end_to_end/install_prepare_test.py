@@ -111,6 +111,12 @@ class PrepareRefusesAnArchive(InstallScenario):
             with self.subTest(name=name):
                 self.assert_refused(message, Entry(name))
 
+    def test_29_with_a_line_of_the_listing_in_a_name(self):
+        """zipinfo prints what only Unicode takes for the end of a line as it is."""
+        for end in ("\u0085", "\u2028", "\u2029"):
+            with self.subTest(end=end):
+                self.assert_refused(UNSAFE_ARCHIVE, Entry(f"{APP}/Contents/Resources/a{end}lrwxr-xr-x b", b"a"))
+
     def test_30_with_names_that_are_one_on_a_mac(self):
         plist = f"{APP}/Contents/Info.plist"
         for names in ((plist,), (f"{APP}/Contents/INFO.plist",), (f"{APP}/u\u0308", f"{APP}/\u00fc"), (f"{plist}/a",)):
