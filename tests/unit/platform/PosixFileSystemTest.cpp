@@ -238,6 +238,36 @@ TEST_F(PosixFileSystemTest, copiesSyncsAndRemovesATreeInAFolderThatIsReachedThro
   EXPECT_TRUE(files.list(folder / "to").empty());
 }
 
+TEST_F(PosixFileSystemTest, copiesTimesAndExtendedAttributesOfTheRootAndOfEveryFolderAndLink) {
+  const auto tree = folder / "tree";
+  writeFile(tree / "inner" / "deep" / "file", "x");
+  link(Path("nowhere"), tree / "inner" / "link");
+  const char* const directories[] = {".", "inner", "inner/deep"};
+  const char* const items[] = {".", "inner", "inner/deep", "inner/deep/file", "inner/link"};
+  for (const char* item : directories)
+    ASSERT_EQ(::setxattr((tree / item).c_str(), "user.note", item, std::string_view(item).size(), 0), 0);
+  time_t seconds = 1000;
+  for (const char* item : items) {
+    const timespec times[] = {{++seconds, 5}, {++seconds, 7}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, (tree / item).c_str(), times, AT_SYMLINK_NOFOLLOW), 0);
+  }
+
+  files.copyTree(tree, folder / "copy");
+  seconds = 1000;
+  for (const char* item : items) {
+    struct stat status {};
+    ASSERT_EQ(::lstat((folder / "copy" / item).c_str(), &status), 0) << item;
+    seconds += 2;
+    EXPECT_EQ(status.st_mtim.tv_sec, seconds) << item;
+    EXPECT_EQ(status.st_mtim.tv_nsec, 7) << item;
+  }
+  for (const char* item : directories) {
+    char value[32] = {};
+    ASSERT_GT(::getxattr((folder / "copy" / item).c_str(), "user.note", value, sizeof value), 0) << item;
+    EXPECT_STREQ(value, item);
+  }
+}
+
 TEST_F(PosixFileSystemTest, leavesNoDirectoryThatDidNotGetItsPermissions) {
   withFailingCall(SYS_fchmod, EIO, [&] {
     for (const auto& create : {&PosixFileSystem::createDirectory, &PosixFileSystem::createDirectories})
