@@ -11,9 +11,9 @@ import time
 
 from install_world import (GATEKEEPER, HASH_MISMATCH, INVALID_BUNDLE, INVALID_SIGNATURE, NOT_WRITABLE, PARENT_DID_NOT_EXIT,
                            PROGRAMS, REPLACEMENT_FAILED, UNSAFE_PREPARATION, UNSAFE_STAGING, UPDATED, WRONG_IDENTITY,
-                           WRONG_TEAM, InstallScenario, InstallWorld, ended_process, failure, fill_up, snapshot,
+                           WRONG_TEAM, InstallScenario, InstallWorld, ended_process, fill_up, snapshot,
                            snapshot_without_times, wait_until)
-from world import FAILED_SAFELY, INVALID_ARGUMENTS, enter, run_quietly
+from world import FAILED_SAFELY, INVALID_ARGUMENTS, enter, failure, run_quietly
 
 APP = "Brindlewick.app"
 SLEEPING_CALLS = ("230 ", "35 ", "115 ", "101 ")  # clock_nanosleep and nanosleep of x86-64 and of arm64
@@ -325,6 +325,7 @@ class ApplyRefuses(InstallScenario):
                 self.assert_reopened()
                 self.again()
                 self.assertEqual(snapshot(self.folder), before)
+                self.assert_no_leftovers()
 
     def test_tools_that_are_missing(self):
         for tool, message in (("lipo", FAILED_SAFELY), ("spctl", GATEKEEPER)):

@@ -13,8 +13,8 @@ import subprocess
 
 from install_world import (GATEKEEPER, HASH_MISMATCH, INVALID_BUNDLE, INVALID_SIGNATURE, MALFORMED, NOT_SIGNED, PROGRAMS,
                            UNSAFE_ARCHIVE, UNSAFE_STAGING, WRONG_ARCHITECTURE, WRONG_IDENTITY, WRONG_TEAM, WRONG_VERSION, InstallScenario,
-                           InstallWorld, failure, fill_up, snapshot, snapshot_without_times, wait_until)
-from world import FAILED_SAFELY, INVALID_ARGUMENTS, enter, options, run_quietly, updater
+                           InstallWorld, fill_up, snapshot, snapshot_without_times, wait_until)
+from world import FAILED_SAFELY, INVALID_ARGUMENTS, enter, failure, options, run_quietly, updater
 from zip_bytes import AMIGA, DARWIN, LINK, MS_DOS, PIPE, VMS, Entry, archive, field, unicode_path
 
 APP = "Brindlewick.app"
@@ -394,7 +394,7 @@ class Interruption(InstallScenario):
     def test_a_signal_while_a_tool_runs_leaves_nothing_behind(self):
         self.stage()
         mark = os.path.join(self.folder, "mark")
-        for tool in ("ditto", "lipo", "spctl"):
+        for tool in ("zipinfo", "ditto", "lipo", "spctl"):
             for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
                 with self.subTest(tool=tool, signal=number):
                     # Ditto has written half of what it writes when the signal comes.
@@ -412,6 +412,7 @@ class Interruption(InstallScenario):
                     self.assertEqual(helper.returncode, 1)
                     self.assertFalse(os.path.exists(f"/proc/{running}"))
                     self.assertEqual(snapshot(self.folder), before)
+                    self.assert_no_leftovers()
                     self.world.restore_commands()
 
 
@@ -426,6 +427,22 @@ class PrepareRefusesAToolThatFails(InstallScenario):
                 self.replace_command(tool, script)
                 self.assert_prepare_fails(messages.get(name, messages["otherwise"]))
                 self.world.restore_commands()
+
+    def test_zipinfo(self):
+        self.assert_refused("zipinfo", {"otherwise": INVALID_BUNDLE, "missing": FAILED_SAFELY, "cannot run": FAILED_SAFELY})
+
+    def test_zipinfo_that_says_nothing(self):
+        self.stage()
+        self.replace_command("zipinfo", "#!/bin/sh\n")
+        self.assert_prepare_fails(UNSAFE_ARCHIVE)
+
+    def test_zipinfo_that_fails_at_one_of_its_two_listings(self):
+        self.stage()
+        for form in ("-1", "-l"):
+            for end in ("kill -9 $$", "exit 1", "exec head -c 20000000 /dev/zero"):
+                with self.subTest(form=form, end=end):
+                    self.replace_command("zipinfo", f'#!/bin/sh\n[ "$1" = {form} ] || exec {self.world.commands["zipinfo"]} "$@"\n{end}\n')
+                    self.assert_prepare_fails(INVALID_BUNDLE)
 
     def test_ditto(self):
         self.assert_refused("ditto", {"otherwise": INVALID_BUNDLE, "missing": FAILED_SAFELY, "cannot run": FAILED_SAFELY})
