@@ -13,6 +13,7 @@
 
 #include "platform/Digest.h"
 #include "platform/TextCoding.h"
+#include "platform/posix/FileCopy.h"
 
 namespace brindlewick::testing {
 namespace {
@@ -38,8 +39,8 @@ std::string describeItem(const fs::path& item) {
                                      : "other ")
        << std::oct << (status.st_mode & 07777U) << std::dec;
   if (S_ISREG(status.st_mode)) {
-    const auto written = fs::last_write_time(item).time_since_epoch().count();
-    line << " " << status.st_size << " " << written << " " << digestOf(item);
+    const auto changed = posix::modificationTime(status);
+    line << " " << status.st_size << " " << changed.tv_sec << "," << changed.tv_nsec << " " << digestOf(item);
   }
   return line.str();
 }
