@@ -27,7 +27,8 @@ bool isBundleDirectory(FileSystem& files, const Path& bundle) {
   try {
     const auto attributes = files.attributes(bundle);
     return attributes && attributes->kind == FileKind::directory;
-  } catch (const PlatformError&) {
+  } catch (const PlatformError& error) {
+    if (error.isInterruption()) throw;
     return false;
   }
 }
@@ -54,7 +55,8 @@ std::string verifySignature(CodeSigning& codeSigning, const Path& bundle, const 
   require(requirement != nullptr, invalidCodeSignature);
   require(code->satisfies(*requirement), invalidCodeSignature);
   return team;
-} catch (const PlatformError&) {
+} catch (const PlatformError& error) {
+  if (error.isInterruption()) throw;
   throw Failure(invalidCodeSignature);
 }
 
@@ -80,7 +82,8 @@ bool isAcceptedByGatekeeper(ProcessLauncher& processes, const Path& bundle) {
         processes.run(Path("/usr/sbin/spctl"), {"--assess", "--type", "execute", "--verbose=2", bundle.string()},
                       maximumToolOutputByteCount);
     return run.succeeded && !run.exceededByteLimit;
-  } catch (const PlatformError&) {
+  } catch (const PlatformError& error) {
+    if (error.isInterruption()) throw;
     return false;
   }
 }

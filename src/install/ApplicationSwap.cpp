@@ -92,7 +92,8 @@ class Swap {
 bool isWritable(FileSystem& files, const Path& directory) {
   try {
     return files.isWritable(directory);
-  } catch (const PlatformError&) {
+  } catch (const PlatformError& error) {
+    if (error.isInterruption()) throw;
     return false;
   }
 }

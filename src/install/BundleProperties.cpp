@@ -19,7 +19,8 @@ Bytes readList(FileSystem& files, const Path& file) {
     const auto item = files.open(file);
     require(item->attributes().kind == FileKind::regular, invalidApplicationBundle);
     return unwrap(readWhole(*item, maximumByteCount), invalidApplicationBundle);
-  } catch (const PlatformError&) {
+  } catch (const PlatformError& error) {
+    if (error.isInterruption()) throw;
     throw Failure(invalidApplicationBundle);
   }
 }

@@ -38,7 +38,8 @@ InstallPreparationReceipt readReceipt(FileSystem& files, const Path& file) {
 InstallPreparationReceipt checkPreparation(FileSystem& files, const Path& directory, const Path& stagedDirectory) try {
   require(isPreparationDirectory(files, directory, stagedDirectory), unsafePreparation);
   return readReceipt(files, directory / InstallPreparationReceipt::fileName);
-} catch (const PlatformError&) {
+} catch (const PlatformError& error) {
+  if (error.isInterruption()) throw;
   throw Failure(unsafePreparation);
 }
 

@@ -79,8 +79,8 @@ class FileSystem {
   virtual void setPermissions(const Path& path, unsigned permissions) = 0;
 
   /// Writes a file whole or not at all: a temporary file beside the target gets its permissions before its content, is
-  /// synced, and is renamed over the target; then the folder is synced. A failure leaves the target as it was and no
-  /// temporary file.
+  /// synced, and is renamed over the target; then the folder is synced. A failure leaves no temporary file and the
+  /// target as it was; only if the last step fails is the new content in place already, and perhaps not durable.
   virtual void writeAtomically(const Path& path, ByteView content, unsigned permissions) = 0;
 
   /// Moves an item. Never replaces: an existing `to` fails with std::errc::file_exists. Across file systems a regular

@@ -16,6 +16,10 @@ class PlatformError : public std::runtime_error {
 
   [[nodiscard]] std::error_code code() const noexcept { return code_; }
 
+  /// Whether somebody ended this run, which says nothing of what was being looked at: whoever turns a refusal of the
+  /// system into a verdict passes this one on.
+  [[nodiscard]] bool isInterruption() const noexcept { return code_ == std::errc::interrupted; }
+
  private:
   std::error_code code_;
 };

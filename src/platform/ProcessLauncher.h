@@ -26,7 +26,8 @@ class SignalShield {
   virtual ~SignalShield() = default;
 };
 
-/// Other processes, and this one among them.
+/// Other processes, and this one among them. What waits for another process fails with std::errc::interrupted as soon
+/// as this one has been told to end (HUP, INT, TERM).
 ///
 /// A child is started by absolute path with its arguments unchanged, no shell, a fixed minimal environment with a
 /// UTF-8 locale, umask 022, default signals, and no descriptor but its three standard ones.
@@ -35,7 +36,8 @@ class ProcessLauncher {
   virtual ~ProcessLauncher() = default;
 
   /// Runs a tool to its end with its input and error on the null device, reading at most `outputByteLimit` bytes and
-  /// one buffer of its output. Throws PlatformError when it cannot be started.
+  /// one buffer of its output. Throws PlatformError when it cannot be started, and when this process has been told to
+  /// end: the tool is then ended too, and how it ended by itself, perhaps by the same signal, is no answer.
   [[nodiscard]] virtual ToolRun run(const Path& executable, const std::vector<std::string>& arguments,
                                     std::size_t outputByteLimit) = 0;
 
@@ -44,15 +46,17 @@ class ProcessLauncher {
   virtual void startDetached(const Path& executable, const std::vector<std::string>& arguments) = 0;
 
   /// Whether no process has this identifier any more. A process that exists but belongs to another user is not gone.
+  /// Throws PlatformError when this process has been told to end.
   [[nodiscard]] virtual bool hasEnded(std::int32_t processIdentifier) = 0;
 
   /// The effective user of this process.
   [[nodiscard]] virtual std::uint32_t effectiveUser() = 0;
 
-  /// Moves this process into a session of its own, so that the end of its starter's session does not reach it. No
-  /// effect when it leads one already.
+  /// Moves this process into a session of its own, so that the end of its starter's session does not reach it; where
+  /// it may not leave, HUP is ignored from now on. No effect when it leads one already.
   virtual void startOwnSession() = 0;
 
+  /// Throws PlatformError when this process has been told to end: what must not be broken off is then not begun.
   [[nodiscard]] virtual std::unique_ptr<SignalShield> shieldFromSignals() = 0;
 };
 

@@ -28,7 +28,8 @@ std::unique_ptr<OpenItem> openStaged(FileSystem& files, const Path& file) {
     auto item = files.open(file);
     require(item->attributes().kind == FileKind::regular, unsafeStagingDirectory);
     return item;
-  } catch (const PlatformError&) {
+  } catch (const PlatformError& error) {
+    if (error.isInterruption()) throw;
     throw Failure(unsafeStagingDirectory);
   }
 }

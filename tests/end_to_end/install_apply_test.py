@@ -11,9 +11,9 @@ import time
 
 from install_world import (GATEKEEPER, HASH_MISMATCH, INVALID_BUNDLE, INVALID_SIGNATURE, NOT_WRITABLE, PARENT_DID_NOT_EXIT,
                            PROGRAMS, REPLACEMENT_FAILED, UNSAFE_PREPARATION, UNSAFE_STAGING, UPDATED, WRONG_IDENTITY,
-                           WRONG_TEAM, InstallScenario, InstallWorld, ended_process, failure, fill_up, snapshot,
+                           WRONG_TEAM, InstallScenario, InstallWorld, ended_process, fill_up, snapshot,
                            snapshot_without_times, wait_until)
-from world import FAILED_SAFELY, INVALID_ARGUMENTS, enter, run_quietly, traceable_environment
+from world import FAILED_SAFELY, INVALID_ARGUMENTS, enter, failure, run_quietly, traceable_environment
 
 APP = "Brindlewick.app"
 SLEEPING_CALLS = ("230 ", "35 ", "115 ", "101 ")  # clock_nanosleep and nanosleep of x86-64 and of arm64
@@ -305,6 +305,27 @@ class ApplyRefuses(InstallScenario):
                 self.again()
                 if what == "candidate":
                     os.remove(path)
+
+    def test_a_signal_while_it_waits(self):
+        for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
+            with self.subTest(signal=number):
+                parent = subprocess.Popen(["sleep", "600"])
+                before = snapshot(self.folder)
+                helper = subprocess.Popen([self.world.updater, "apply-install", *self.apply_options(parent.pid)],
+                                          stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+                wait_until(lambda: sleeps(helper.pid), "the helper does not wait")
+                sent = time.monotonic()
+                helper.send_signal(number)
+                self.assertEqual(helper.communicate(timeout=60), (failure(FAILED_SAFELY), b""))
+                self.assertEqual(helper.returncode, 1)
+                self.assertLess(time.monotonic() - sent, 15)  # and not after the thirty seconds of the wait
+                parent.kill()
+                parent.wait()
+                self.assert_record(False, "The update was not installed.")
+                self.assert_reopened()
+                self.again()
+                self.assertEqual(snapshot(self.folder), before)
+                self.assert_no_leftovers()
 
     def test_tools_that_are_missing(self):
         for tool, message in (("lipo", FAILED_SAFELY), ("spctl", GATEKEEPER)):

@@ -6,14 +6,15 @@ import json
 import os
 import plistlib
 import shutil
+import signal
 import stat
 import struct
 import subprocess
 
 from install_world import (GATEKEEPER, HASH_MISMATCH, INVALID_BUNDLE, INVALID_SIGNATURE, MALFORMED, NOT_SIGNED, PROGRAMS,
                            UNSAFE_ARCHIVE, UNSAFE_STAGING, WRONG_ARCHITECTURE, WRONG_IDENTITY, WRONG_TEAM, WRONG_VERSION, InstallScenario,
-                           InstallWorld, fill_up, snapshot, snapshot_without_times)
-from world import FAILED_SAFELY, INVALID_ARGUMENTS, enter, options, run_quietly, updater
+                           InstallWorld, fill_up, snapshot, snapshot_without_times, wait_until)
+from world import FAILED_SAFELY, INVALID_ARGUMENTS, enter, failure, options, run_quietly, updater
 from zip_bytes import AMIGA, DARWIN, LINK, MS_DOS, PIPE, VMS, Entry, archive, field, unicode_path
 
 APP = "Brindlewick.app"
@@ -109,6 +110,12 @@ class PrepareRefusesAnArchive(InstallScenario):
                               (f"{APP}/a\x7fb", UNSAFE_ARCHIVE)):
             with self.subTest(name=name):
                 self.assert_refused(message, Entry(name))
+
+    def test_29_with_a_line_of_the_listing_in_a_name(self):
+        """zipinfo prints what only Unicode takes for the end of a line as it is."""
+        for end in ("\u0085", "\u2028", "\u2029"):
+            with self.subTest(end=end):
+                self.assert_refused(UNSAFE_ARCHIVE, Entry(f"{APP}/Contents/Resources/a{end}lrwxr-xr-x b", b"a"))
 
     def test_30_with_names_that_are_one_on_a_mac(self):
         plist = f"{APP}/Contents/Info.plist"
@@ -383,6 +390,32 @@ class PrepareRefusesWhatIsStaged(InstallScenario):
                 self.assert_prepare_fails(INVALID_ARGUMENTS, **changes)
 
 
+class Interruption(InstallScenario):
+    def test_a_signal_while_a_tool_runs_leaves_nothing_behind(self):
+        self.stage()
+        mark = os.path.join(self.folder, "mark")
+        for tool in ("zipinfo", "ditto", "lipo", "spctl"):
+            for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
+                with self.subTest(tool=tool, signal=number):
+                    # Ditto has written half of what it writes when the signal comes.
+                    begin = ': >"$4/half"' if tool == "ditto" else ":"
+                    self.replace_command(tool, f"#!/bin/sh\n{begin}\necho $$ >{mark}.tmp\nmv {mark}.tmp {mark}\nexec sleep 600\n")
+                    before = snapshot(self.folder)
+                    helper = subprocess.Popen([self.world.updater, "prepare-install", *options(**self.install_options())],
+                                              stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+                    wait_until(lambda: os.path.exists(mark), "the tool does not run")
+                    with open(mark) as file:
+                        running = int(file.read())
+                    os.remove(mark)
+                    helper.send_signal(number)
+                    self.assertEqual(helper.communicate(timeout=60), (failure(FAILED_SAFELY), b""))
+                    self.assertEqual(helper.returncode, 1)
+                    self.assertFalse(os.path.exists(f"/proc/{running}"))
+                    self.assertEqual(snapshot(self.folder), before)
+                    self.assert_no_leftovers()
+                    self.world.restore_commands()
+
+
 class PrepareRefusesAToolThatFails(InstallScenario):
     SCRIPTS = {"missing": None, "fails": "#!/bin/sh\nexit 1\n", "is killed": "#!/bin/sh\nkill -9 $$\n",
                "prints too much": "#!/bin/sh\nexec head -c 20000000 /dev/zero\n", "cannot run": "\x7fELF nothing"}
@@ -394,6 +427,22 @@ class PrepareRefusesAToolThatFails(InstallScenario):
                 self.replace_command(tool, script)
                 self.assert_prepare_fails(messages.get(name, messages["otherwise"]))
                 self.world.restore_commands()
+
+    def test_zipinfo(self):
+        self.assert_refused("zipinfo", {"otherwise": INVALID_BUNDLE, "missing": FAILED_SAFELY, "cannot run": FAILED_SAFELY})
+
+    def test_zipinfo_that_says_nothing(self):
+        self.stage()
+        self.replace_command("zipinfo", "#!/bin/sh\n")
+        self.assert_prepare_fails(UNSAFE_ARCHIVE)
+
+    def test_zipinfo_that_fails_at_one_of_its_two_listings(self):
+        self.stage()
+        for form in ("-1", "-l"):
+            for end in ("kill -9 $$", "exit 1", "exec head -c 20000000 /dev/zero"):
+                with self.subTest(form=form, end=end):
+                    self.replace_command("zipinfo", f'#!/bin/sh\n[ "$1" = {form} ] || exec {self.world.commands["zipinfo"]} "$@"\n{end}\n')
+                    self.assert_prepare_fails(INVALID_BUNDLE)
 
     def test_ditto(self):
         self.assert_refused("ditto", {"otherwise": INVALID_BUNDLE, "missing": FAILED_SAFELY, "cannot run": FAILED_SAFELY})

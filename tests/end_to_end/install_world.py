@@ -14,11 +14,13 @@ import tempfile
 import time
 
 import zip_bytes
-from world import Scenario, World, failure, options, run_quietly, updater
+from world import Scenario, World, options, run_quietly, updater
 
-# The updater, the maker of bundles, the folder with the root that the updater trusts, and the four commands.
+# The updater, the maker of bundles, the folder with the root that the updater trusts, and the first four commands; the
+# last is the one of this machine.
 PROGRAMS = 7
-COMMANDS = {"ditto": "/usr/bin/ditto", "lipo": "/usr/bin/lipo", "open": "/usr/bin/open", "spctl": "/usr/sbin/spctl"}
+COMMANDS = {"ditto": "/usr/bin/ditto", "lipo": "/usr/bin/lipo", "open": "/usr/bin/open", "spctl": "/usr/sbin/spctl",
+            "zipinfo": "/usr/bin/zipinfo"}
 UPDATED = "Brindlewick was updated successfully."
 PREPARED = "The signed update is verified and ready to install."
 INVALID_BUNDLE = "The update does not contain one valid Brindlewick application."
@@ -53,6 +55,7 @@ class InstallWorld(World):
             os.makedirs(name + ".work")
             run_quietly("mount", "-t", "overlay", "-o", f"lowerdir={place},upperdir={name}.upper,workdir={name}.work",
                         "overlay", place)
+        self.commands["zipinfo"] = shutil.copy(COMMANDS["zipinfo"], os.path.join(layers, "zipinfo"))
         self.restore_commands()
         self.bundles = os.path.join(folder, "bundles")
         os.mkdir(self.bundles)
@@ -76,20 +79,32 @@ class InstallWorld(World):
         return kept
 
 
+def extended_attributes(path):
+    """Those of users: the system gives its own to whatever it likes."""
+    return {name: os.getxattr(path, name, follow_symlinks=False) for name in os.listxattr(path, follow_symlinks=False)
+            if name.startswith("user.")}
+
+
+def describe_item(path):
+    status = os.lstat(path)
+    content = changed = None
+    if stat.S_ISLNK(status.st_mode):
+        content = os.readlink(path)
+    elif stat.S_ISREG(status.st_mode):
+        with open(path, "rb") as file:
+            content = hashlib.sha256(file.read()).hexdigest()
+        changed = status.st_mtime_ns
+    return stat.filemode(status.st_mode), status.st_uid, status.st_gid, extended_attributes(path), content, changed
+
+
 def snapshot(folder):
-    """Everything below a folder: modes, contents, link targets, and the times of files."""
-    found = {}
+    """A folder and everything below it: modes, owners, extended attributes, contents, link targets, and the times of
+    files."""
+    found = {".": describe_item(folder)}
     for parent, folders, files in os.walk(folder):
         for name in folders + files:
             path = os.path.join(parent, name)
-            status = os.lstat(path)
-            detail = None
-            if stat.S_ISLNK(status.st_mode):
-                detail = os.readlink(path)
-            elif stat.S_ISREG(status.st_mode):
-                with open(path, "rb") as file:
-                    detail = (hashlib.sha256(file.read()).hexdigest(), status.st_mtime_ns)
-            found[os.path.relpath(path, folder)] = (stat.filemode(status.st_mode), detail)
+            found[os.path.relpath(path, folder)] = describe_item(path)
     return found
 
 
@@ -226,6 +241,7 @@ class InstallScenario(Scenario):
                          '"version":"2.4.0"}\n' % (PREPARED, directory))
         self.assertEqual(stat.S_IMODE(os.stat(directory).st_mode), 0o700)
         self.assertEqual(sorted(os.listdir(directory)), ["Brindlewick.app", "install-preparation.json"])
+        self.assert_no_leftovers()
         self.prepared = directory
         return directory
 
@@ -239,6 +255,7 @@ class InstallScenario(Scenario):
         run = self.prepare(**changes)
         self.assert_failed(run, message)
         self.assertEqual(snapshot(self.folder), before)
+        self.assert_no_leftovers()
 
     def assert_apply_fails(self, message, **changes):
         """With this sentence on standard output and in the record, the application started again, and nothing else of
@@ -252,6 +269,7 @@ class InstallScenario(Scenario):
         for path in (self.result_file, self.opened):
             del after[os.path.relpath(path, self.folder)]
         self.assertEqual(after, before)
+        self.assert_no_leftovers()
 
     def assert_record(self, succeeded, message):
         with open(self.result_file) as file:
@@ -273,10 +291,8 @@ class InstallScenario(Scenario):
         """The installed application is this update, and nothing lies beside it."""
         self.assertEqual(snapshot_without_times(self.installed), snapshot_without_times(os.path.join(folder, "Brindlewick.app")))
         self.assertEqual(os.listdir(self.applications), ["Brindlewick.app"])
-
-    def assert_failed_answer(self, run, message):
-        self.assertEqual((run.output, run.errors, run.status), (failure(message), b"", 1))
+        self.assert_no_leftovers()
 
 
 def snapshot_without_times(folder):
-    return {path: (mode, detail[0] if isinstance(detail, tuple) else detail) for path, (mode, detail) in snapshot(folder).items()}
+    return {path: item[:-1] for path, item in snapshot(folder).items()}

@@ -32,7 +32,7 @@ class FakeCode final : public StaticCode {
 
 std::unique_ptr<StaticCode> FakeCodeSigning::staticCode(const Path& path) {
   log_.add("code " + path.string());
-  if (failsReading_) throw PlatformError("read", path.string(), std::make_error_code(std::errc::io_error));
+  if (readingFailure_) throw PlatformError("read", path.string(), std::make_error_code(*readingFailure_));
   const auto seal = path / "Contents/_CodeSignature/CodeResources";
   if (!exists(seal)) return nullptr;
   return std::make_unique<FakeCode>(readFile(seal), ++asked_ == damaged_);

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "platform/CodeSigning.h"
@@ -18,7 +20,7 @@ class FakeCodeSigning final : public CodeSigning {
   /// The nth code asked for from now on (1 is the next) is damaged, whatever lies on disk.
   void damage(int number) { damaged_ = asked_ + number; }
   /// The system refuses to read any code.
-  void failReading() { failsReading_ = true; }
+  void failReading(std::errc code = std::errc::io_error) { readingFailure_ = code; }
   /// No requirement compiles.
   void refuseRequirements() { compiles_ = false; }
 
@@ -29,7 +31,7 @@ class FakeCodeSigning final : public CodeSigning {
   EventLog& log_;
   int asked_ = 0;
   int damaged_ = 0;
-  bool failsReading_ = false;
+  std::optional<std::errc> readingFailure_;
   bool compiles_ = true;
 };
 

@@ -11,8 +11,41 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "platform/Digest.h"
+#include "platform/TextCoding.h"
+#include "platform/posix/FileCopy.h"
+
 namespace brindlewick::testing {
+namespace {
+
 namespace fs = std::filesystem;
+
+std::string digestOf(const fs::path& file) {
+  std::ifstream stream(file, std::ios::binary);
+  if (!stream) return "unreadable";
+  const std::string content{std::istreambuf_iterator<char>(stream), {}};
+  SHA256 digest;
+  digest.update(asBytes(content));
+  return encodeHex(digest.finish());
+}
+
+std::string describeItem(const fs::path& item) {
+  struct stat status {};
+  if (::lstat(item.c_str(), &status) != 0) throw std::runtime_error("cannot examine " + item.string());
+  if (S_ISLNK(status.st_mode)) return "link " + fs::read_symlink(item).string();
+  std::ostringstream line;
+  line << (S_ISDIR(status.st_mode)   ? "directory "
+           : S_ISREG(status.st_mode) ? "file "
+                                     : "other ")
+       << std::oct << (status.st_mode & 07777U) << std::dec;
+  if (S_ISREG(status.st_mode)) {
+    const auto changed = posix::modificationTime(status);
+    line << " " << status.st_size << " " << changed.tv_sec << "," << changed.tv_nsec << " " << digestOf(item);
+  }
+  return line.str();
+}
+
+}  // namespace
 
 TemporaryFolder::TemporaryFolder() {
   // Not /tmp: there it could be a RAM disk, and some of what is tested differs on those.
@@ -45,21 +78,12 @@ unsigned permissionsOf(const Path& path) {
 }
 
 std::string listing(const Path& folder) {
-  std::set<std::string> lines;
-  for (const auto& entry : fs::recursive_directory_iterator(folder.string())) {
-    const auto status = entry.symlink_status();
-    std::ostringstream line;
-    line << fs::relative(entry.path().parent_path(), folder.string()).string() << "/"
-         << entry.path().filename().string();
-    if (status.type() == fs::file_type::symlink) {
-      line << " link " << fs::read_symlink(entry.path()).string();
-    } else {
-      line << (status.type() == fs::file_type::directory ? " directory " : " file ") << std::oct
-           << (static_cast<unsigned>(status.permissions()) & 07777U) << std::dec;
-      if (status.type() == fs::file_type::regular) line << " " << entry.file_size();
-    }
-    lines.insert(line.str());
-  }
+  const fs::path root = folder.string();
+  if (!exists(folder)) return "nothing\n";
+  std::set<std::string> lines{". " + describeItem(root)};
+  if (fs::is_directory(fs::symlink_status(root)))
+    for (const auto& entry : fs::recursive_directory_iterator(root))
+      lines.insert(entry.path().lexically_relative(root).string() + " " + describeItem(entry.path()));
   std::string text;
   for (const auto& line : lines) text += line + "\n";
   return text;

@@ -30,8 +30,9 @@ void writeFile(const Path& path, std::string_view content, unsigned permissions 
 /// The permission bits of the item itself.
 [[nodiscard]] unsigned permissionsOf(const Path& path);
 
-/// One line an item below the folder, sorted: type, permissions in octal, relative path, and for a file its size, for a
-/// link its target. Two equal listings are two equal trees but for the files' content.
+/// One line for the item itself and each below it, sorted: relative path, type, and permissions in octal; for a file
+/// its size, the time of its last change and the digest of its content, for a link its target. Two equal listings are
+/// two equal trees. "nothing" when there is no such item.
 [[nodiscard]] std::string listing(const Path& folder);
 
 }  // namespace brindlewick::testing

@@ -79,12 +79,14 @@ void copyExtendedAttributes(int from, int to) {
     const auto size = ::fgetxattr(from, name, nullptr, 0);
     std::vector<std::uint8_t> value(size > 0 ? static_cast<std::size_t>(size) : 0);
     if (size < 0 || ::fgetxattr(from, name, value.data(), value.size()) != size) throwErrno("read the attribute", name);
-    if (::fsetxattr(to, name, value.data(), value.size(), 0) != 0) throwErrno("set the attribute", name);
+    // The file system of the copy may have no attributes at all.
+    if (::fsetxattr(to, name, value.data(), value.size(), 0) != 0 && errno != ENOTSUP)
+      throwErrno("set the attribute", name);
   }
 }
 
-int renameExclusively(const char* from, const char* to) noexcept {
-  return ::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0 ? 0 : errno;
+int renameExclusively(int fromFolder, const char* from, int toFolder, const char* to) noexcept {
+  return ::renameat2(fromFolder, from, toFolder, to, RENAME_NOREPLACE) == 0 ? 0 : errno;
 }
 
 void beginWriteBack(int file) noexcept { static_cast<void>(::sync_file_range(file, 0, 0, SYNC_FILE_RANGE_WRITE)); }

@@ -41,7 +41,7 @@ Descriptor cloneFile(int from, int toFolder, const char* newName) {
   }
   // By name, since a mode that forbids reading came along. The folder is one that only we write to.
   if (::fchmodat(toFolder, newName, 0600, AT_SYMLINK_NOFOLLOW) == 0) {
-    Descriptor clone(::openat(toFolder, newName, O_RDWR | O_NOFOLLOW | O_CLOEXEC));
+    Descriptor clone(uninterrupted([&] { return ::openat(toFolder, newName, O_RDWR | O_NOFOLLOW | O_CLOEXEC); }));
     if (clone) return clone;
   }
   const int code = errno;
@@ -72,8 +72,8 @@ void copyExtendedAttributes(int from, int to) {
     throwErrno("copy", "extended attributes");
 }
 
-int renameExclusively(const char* from, const char* to) noexcept {
-  return ::renamex_np(from, to, RENAME_EXCL) == 0 ? 0 : errno;
+int renameExclusively(int fromFolder, const char* from, int toFolder, const char* to) noexcept {
+  return ::renameatx_np(fromFolder, from, toFolder, to, RENAME_EXCL) == 0 ? 0 : errno;
 }
 
 void beginWriteBack(int /*file*/) noexcept {}  // the system begins by itself and offers no call that does not wait

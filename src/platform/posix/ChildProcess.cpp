@@ -15,7 +15,7 @@ namespace brindlewick::posix {
 namespace {
 
 Descriptor openNullDevice() {
-  Descriptor device(::open("/dev/null", O_RDWR | O_CLOEXEC));
+  Descriptor device(uninterrupted([] { return ::open("/dev/null", O_RDWR | O_CLOEXEC); }));
   if (!device) throwErrno("open", "/dev/null");
   return device;
 }
@@ -96,7 +96,10 @@ ChildProcess::~ChildProcess() {
   static_cast<void>(uninterrupted([&] { return ::waitpid(process_, nullptr, 0); }));
 }
 
-void ChildProcess::kill() noexcept { ::kill(process_, SIGKILL); }
+void ChildProcess::kill() noexcept {
+  // Of a child that is gone the number is -1, and that would end every process of this user.
+  if (process_ > 0) ::kill(process_, SIGKILL);
+}
 
 bool ChildProcess::waitForSuccess() {
   int status = 0;

@@ -21,8 +21,9 @@ void copyContent(int from, int to);
 /// is no error.
 void copyExtendedAttributes(int from, int to);
 
-/// Renames without replacing: an existing target fails with EEXIST. Returns 0 or the error number.
-[[nodiscard]] int renameExclusively(const char* from, const char* to) noexcept;
+/// Renames without replacing: an existing target fails with EEXIST. Each name is relative to its folder, which may be
+/// AT_FDCWD. Returns 0 or the error number.
+[[nodiscard]] int renameExclusively(int fromFolder, const char* from, int toFolder, const char* to) noexcept;
 
 /// Asks the disk to begin writing what a file holds, without waiting, so that a later sync has little left to do.
 void beginWriteBack(int file) noexcept;

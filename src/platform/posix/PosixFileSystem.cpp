@@ -16,13 +16,6 @@ namespace {
 
 using posix::throwErrno;
 
-/// Opens the folder of an item. Unlike the item itself, the way to it may lead through links.
-Descriptor openParent(const Path& path) {
-  Descriptor folder(::open(path.parent().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!folder) throwErrno("open", path.parent().string());
-  return folder;
-}
-
 /// A file under a hidden name until it is whole; removed unless it was put in its place.
 class PendingFile {
  public:
@@ -53,18 +46,35 @@ void copyAcross(const Path& from, const Path& to) {
   if (::fstat(source.get(), &status) != 0) throwErrno("examine", from.string());
   if (!S_ISREG(status.st_mode)) throwErrno("move", from.string(), EXDEV);
 
-  const auto folder = openParent(to);
+  const auto folder = posix::openFolderOf(to);
   PendingFile pending(folder.get(), to.lastComponent(), static_cast<unsigned>(status.st_mode) & 07777U);
   posix::copyContent(source.get(), pending.descriptor());
   posix::syncDescriptor(pending.descriptor(), to.string());
-  if (const int code = posix::renameExclusively((to.parent() / pending.name()).c_str(), to.c_str()); code != 0)
+  const std::string name(to.lastComponent());
+  if (const int code = posix::renameExclusively(folder.get(), pending.name().c_str(), folder.get(), name.c_str());
+      code != 0)
     throwErrno("move to", to.string(), code);
   pending.markPlaced();
   if (::unlink(from.c_str()) != 0) {
     const int code = errno;
-    ::unlink(to.c_str());
+    ::unlinkat(folder.get(), name.c_str(), 0);
     throwErrno("remove", from.string(), code);
   }
+}
+
+/// Creates a directory with exactly these permissions, or none. Returns 0 or the error number.
+int makeDirectory(const Path& path, unsigned permissions) {
+  if (::mkdir(path.c_str(), 0700) != 0) return errno;
+  const auto mode = static_cast<mode_t>(permissions);
+  const Descriptor directory(
+      posix::uninterrupted([&] { return ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_DIRECTORY | O_CLOEXEC); }));
+  // A umask may have taken our own right to open it.
+  const int result =
+      directory ? ::fchmod(directory.get(), mode) : ::fchmodat(AT_FDCWD, path.c_str(), mode, AT_SYMLINK_NOFOLLOW);
+  if (result == 0) return 0;
+  const int code = errno;
+  ::rmdir(path.c_str());
+  return code;
 }
 
 }  // namespace
@@ -86,13 +96,12 @@ bool PosixFileSystem::isWritable(const Path& directory) {
 }
 
 void PosixFileSystem::createDirectory(const Path& path, unsigned permissions) {
-  if (::mkdir(path.c_str(), 0700) != 0) throwErrno("create", path.string());
-  setPermissions(path, permissions);
+  if (const int code = makeDirectory(path, permissions); code != 0) throwErrno("create", path.string(), code);
 }
 
 void PosixFileSystem::createDirectories(const Path& path, unsigned permissions) {
-  if (::mkdir(path.c_str(), 0700) == 0) return setPermissions(path, permissions);
-  const int code = errno;
+  const int code = makeDirectory(path, permissions);
+  if (code == 0) return;
   if (code == ENOENT && path.parent() != path) {
     createDirectories(path.parent(), permissions);
     return createDirectories(path, permissions);
@@ -108,7 +117,7 @@ void PosixFileSystem::setPermissions(const Path& path, unsigned permissions) {
 }
 
 void PosixFileSystem::writeAtomically(const Path& path, ByteView content, unsigned permissions) {
-  const auto folder = openParent(path);
+  const auto folder = posix::openFolderOf(path);
   PendingFile pending(folder.get(), path.lastComponent(), permissions);
   posix::writeAll(pending.descriptor(), content, path.string());
   posix::syncDescriptor(pending.descriptor(), path.string());
@@ -120,7 +129,7 @@ void PosixFileSystem::writeAtomically(const Path& path, ByteView content, unsign
 }
 
 void PosixFileSystem::move(const Path& from, const Path& to) {
-  const int code = posix::renameExclusively(from.c_str(), to.c_str());
+  const int code = posix::renameExclusively(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str());
   if (code == EXDEV) return copyAcross(from, to);
   if (code != 0) throwErrno("move to", to.string(), code);
 }
@@ -130,7 +139,8 @@ void PosixFileSystem::copyTree(const Path& from, const Path& to) { posix::copyTr
 void PosixFileSystem::removeTree(const Path& path) { posix::removeTree(path); }
 
 void PosixFileSystem::sync(const Path& path) {
-  const Descriptor item(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  const Descriptor item(
+      posix::uninterrupted([&] { return ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
   if (!item) throwErrno("open", path.string());
   posix::syncDescriptor(item.get(), path.string());
 }

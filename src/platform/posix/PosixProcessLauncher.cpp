@@ -1,11 +1,13 @@
 #include "platform/posix/PosixProcessLauncher.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <array>
 #include <csignal>
 
 #include "platform/posix/ChildProcess.h"
+#include "platform/posix/Interruption.h"
 #include "platform/posix/SystemCalls.h"
 
 namespace brindlewick {
@@ -30,6 +32,18 @@ class IgnoredSignals final : public SignalShield {
   std::array<struct sigaction, 4> before_{};
 };
 
+/// Waits until there is output, or its end. The pauses are for a signal that arrives just before the waiting begins.
+void awaitOutput(int reader, const Path& executable) {
+  constexpr int pauseMilliseconds = 100;
+  pollfd waited{.fd = reader, .events = POLLIN, .revents = 0};
+  for (;;) {
+    throwIfInterrupted();
+    const int count = ::poll(&waited, 1, pauseMilliseconds);
+    if (count > 0) return;
+    if (count < 0 && errno != EINTR) posix::throwErrno("wait for the output of", executable.string());
+  }
+}
+
 }  // namespace
 
 PosixProcessLauncher::PosixProcessLauncher() {
@@ -46,7 +60,10 @@ ToolRun PosixProcessLauncher::run(const Path& executable, const std::vector<std:
 
   ToolRun result;
   std::array<std::uint8_t, 65'536> buffer;
+  // At once, since growing would hold the old and the new block together. What is not filled costs no memory.
+  result.output.reserve(outputByteLimit + buffer.size());
   for (;;) {
+    awaitOutput(pipe.reader.get(), executable);
     const auto count = posix::uninterrupted([&] { return ::read(pipe.reader.get(), buffer.data(), buffer.size()); });
     if (count < 0) posix::throwErrno("read the output of", executable.string());
     if (count == 0) break;
@@ -58,6 +75,7 @@ ToolRun PosixProcessLauncher::run(const Path& executable, const std::vector<std:
     }
   }
   result.succeeded = child.waitForSuccess() && !result.exceededByteLimit;
+  throwIfInterrupted();
   return result;
 }
 
@@ -67,6 +85,7 @@ void PosixProcessLauncher::startDetached(const Path& executable, const std::vect
 }
 
 bool PosixProcessLauncher::hasEnded(std::int32_t processIdentifier) {
+  throwIfInterrupted();
   errno = 0;
   return ::kill(processIdentifier, 0) != 0 && errno == ESRCH;
 }
@@ -74,10 +93,17 @@ bool PosixProcessLauncher::hasEnded(std::int32_t processIdentifier) {
 std::uint32_t PosixProcessLauncher::effectiveUser() { return ::geteuid(); }
 
 void PosixProcessLauncher::startOwnSession() {
-  // Fails only for a process that leads a group already, and then the group is its own.
-  static_cast<void>(::setsid());
+  if (::setsid() != -1 || ::getsid(0) == ::getpid()) return;
+  // Whoever leads a group of processes, as under a shell, cannot leave the session. What its end does is to send HUP.
+  struct sigaction ignore {};
+  ignore.sa_handler = SIG_IGN;
+  ::sigaction(SIGHUP, &ignore, nullptr);
 }
 
-std::unique_ptr<SignalShield> PosixProcessLauncher::shieldFromSignals() { return std::make_unique<IgnoredSignals>(); }
+std::unique_ptr<SignalShield> PosixProcessLauncher::shieldFromSignals() {
+  auto shield = std::make_unique<IgnoredSignals>();
+  throwIfInterrupted();
+  return shield;
+}
 
 }  // namespace brindlewick

@@ -25,6 +25,17 @@ Descriptor openDirectory(int folder, const char* name) {
   return openOrThrow(folder, name, O_RDONLY | O_NOFOLLOW | O_DIRECTORY);
 }
 
+Descriptor tryOpenFolderOf(const Path& item) noexcept {
+  const Path folder = item.parent();
+  return Descriptor(uninterrupted([&] { return ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+}
+
+Descriptor openFolderOf(const Path& item) {
+  auto folder = tryOpenFolderOf(item);
+  if (!folder) throwErrno("open the folder of", item.string());
+  return folder;
+}
+
 Descriptor createFile(int folder, const char* name, unsigned permissions) {
   auto file = openOrThrow(folder, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
   // Not through open: the umask would take bits away there.

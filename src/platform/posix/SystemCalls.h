@@ -32,6 +32,12 @@ template <typename Call>
 [[nodiscard]] Descriptor openForReading(int folder, const char* name);
 [[nodiscard]] Descriptor openDirectory(int folder, const char* name);
 
+/// Opens the folder that holds an item; empty, with the reason in errno, if that fails. Unlike the item itself, the way
+/// to it may lead through links, also a final one: whoever names a folder decides where it lies.
+[[nodiscard]] Descriptor tryOpenFolderOf(const Path& item) noexcept;
+/// The same; throws PlatformError if it fails.
+[[nodiscard]] Descriptor openFolderOf(const Path& item);
+
 /// Creates a file for writing with exactly these permissions; what exists is an error.
 [[nodiscard]] Descriptor createFile(int folder, const char* name, unsigned permissions);
 

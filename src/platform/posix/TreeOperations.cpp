@@ -100,14 +100,6 @@ void copyItem(int fromFolder, int toFolder, const std::string& name, const std::
   }
 }
 
-/// The folder that holds the root of a tree. It may be reached through links, also a final one: whoever names a folder
-/// for applications decides where it lies. From the root on nothing is followed.
-Descriptor openFolderOf(const Path& root) {
-  Descriptor folder(::open(root.parent().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!folder) throwErrno("open", root.parent().string());
-  return folder;
-}
-
 void syncItem(int folder, const std::string& name, int depth) {
   checkDepth(depth, name);
   const auto kind = kindOf(statusAt(folder, name).st_mode);
@@ -154,12 +146,16 @@ void copyTree(const Path& from, const Path& to) {
 }
 
 void removeTree(const Path& path) {
-  const Path hidden = path.parent() / temporaryName(path.lastComponent());
-  const int code = renameExclusively(path.c_str(), hidden.c_str());
+  // Opened before the renaming: what is set aside in a folder is removed there, wherever that folder's name leads next.
+  const auto folder = tryOpenFolderOf(path);
+  if (!folder && errno == ENOENT) return;
+  if (!folder) throwErrno("open the folder of", path.string());
+  const std::string name(path.lastComponent());
+  const auto hidden = temporaryName(name);
+  const int code = renameExclusively(folder.get(), name.c_str(), folder.get(), hidden.c_str());
   if (code == ENOENT) return;
   if (code != 0) throwErrno("set aside", path.string(), code);
-  const auto folder = openFolderOf(hidden);
-  removeItem(folder.get(), std::string(hidden.lastComponent()), 0);
+  removeItem(folder.get(), hidden, 0);
 }
 
 void syncTree(const Path& root) {

@@ -301,6 +301,12 @@ TEST(ApplicationIdentity, passesOnThatLipoCannotBeStarted) {
               testing::failsWith(std::errc::no_such_file_or_directory));
 }
 
+TEST(ApplicationIdentity, passesOnThatReadingTheCodeWasInterrupted) {
+  Inspection inspection;
+  inspection.codeSigning.failReading(std::errc::interrupted);
+  EXPECT_THAT([&] { static_cast<void>(inspection.verify()); }, testing::failsWith(std::errc::interrupted));
+}
+
 TEST(ApplicationIdentity, changesNothingOnDisk) {
   Inspection inspection;
   std::string before;

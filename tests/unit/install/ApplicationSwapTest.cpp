@@ -125,6 +125,7 @@ TEST(ApplicationSwap, keepsOldOrNewWholeAtEveryCallThatFails) {
     world.prepared();
     const auto before = testing::listing(world.installed);
     const auto next = testing::listing(world.preparation / "Brindlewick.app");
+    ASSERT_NE(before, next);
     world.files.fail("any", call, errc::io_error);
     const auto error = errorOf([&] { world.apply(); });
     const auto& hit = world.files.hit();
@@ -146,6 +147,7 @@ TEST(ApplicationSwap, keepsOldOrNewWholeAtEveryCallThatReportsAFailureAfterwards
     world.prepared();
     const auto before = testing::listing(world.installed);
     const auto next = testing::listing(world.preparation / "Brindlewick.app");
+    ASSERT_NE(before, next);
     world.files.failAfterwards("any", call, errc::io_error);
     const auto error = errorOf([&] { world.apply(); });
     if (world.files.hit().empty()) return;

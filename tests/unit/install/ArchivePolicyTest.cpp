@@ -93,6 +93,26 @@ TEST(UpdateArchiveAttributePolicy, refusesEveryOtherType) {
   }
 }
 
+TEST(UpdateArchiveAttributePolicy, endsLinesWhereUnicodeEndsThem) {
+  for (const char* lineBreak : {"\n", "\r\n", "\v", "\f", "\r", "\u0085", "\u2028", "\u2029"})
+    EXPECT_THAT([&] { UpdateArchiveAttributePolicy::check("drwxr-xr-x a" + std::string(lineBreak) + "lrwxr-xr-x b"); },
+                fails(unsafeArchive))
+        << lineBreak;
+}
+
+TEST(UpdateArchiveAttributePolicy, partsFieldsWhereUnicodeHasWhiteSpace) {
+  for (const char* blank : {" ", "\t", "\u00a0", "\u1680", "\u2000", "\u2001", "\u2002", "\u2003", "\u2004", "\u2005",
+                            "\u2006", "\u2007", "\u2008", "\u2009", "\u200a", "\u202f", "\u205f", "\u3000"}) {
+    EXPECT_THAT([&] { UpdateArchiveAttributePolicy::check(blank + std::string("lrwxr-xr-x") + blank + "3.0"); },
+                fails(unsafeArchive))
+        << blank;
+    EXPECT_NO_THROW(UpdateArchiveAttributePolicy::check("a" + std::string(blank) + "lrwxr-xr-x")) << blank;
+  }
+  // Characters that begin with the same bytes, but are none of these.
+  for (const char* other : {"\u00a1", "\u0084", "\u200b", "\u202a", "\u3001", "\u2060"})
+    EXPECT_NO_THROW(UpdateArchiveAttributePolicy::check("a" + std::string(other) + "lrwxr-xr-x")) << other;
+}
+
 TEST(UpdateArchiveAttributePolicy, skipsLinesWithoutAPermissionField) {
   for (const char* line : {"lrwxr-xr-", "lrwxr-xr-xx", "lrwxr-xr-y", "lrwxr_xr-x", "RWED,RWED,RWED", "?hsparwed",
                            "-rw----     2.0 fat", "x lrwxr-xr-x", "\xc3\xa9\xc3\xa9rwxr-xr-", "l\xc3\xa9wxr-xr-x"})

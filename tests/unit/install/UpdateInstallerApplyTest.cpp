@@ -299,7 +299,14 @@ TEST(UpdateInstallerApplyFails, withTheErrorOfTheStepAndLeavesTheDiskAsItWas) {
     for (const auto& failing : *table) {
       InstallWorld world;
       failing.spoil(world.prepared());
-      const auto before = world.everything();
+      auto before = world.everything();
+      // What somebody else changes during the wait stays changed.
+      const auto meanwhile = world.clock.whileAsleep;
+      world.clock.whileAsleep = [&] {
+        EXPECT_EQ(world.everything(), before) << failing.name;
+        meanwhile();
+        before = world.everything();
+      };
       EXPECT_EQ(errorOf([&] { world.apply(); }), failing.expected) << failing.name;
       EXPECT_EQ(world.everything(), before) << failing.name;
       EXPECT_THAT(world.log.events({"copyTree", "move", "removeTree"}), IsEmpty()) << failing.name;
@@ -325,6 +332,36 @@ TEST(UpdateInstallerApplyFails, beforeAnyWaitingForAParentThatCannotBe) {
     world.prepared();
     EXPECT_THAT([&] { world.apply(); }, fails(invalidCommand));
     EXPECT_THAT(world.clock.sleeps, IsEmpty());
+  }
+}
+
+TEST(UpdateInstallerApplyFails, asAnInterruptionWhereverOneIsNoticed) {
+  const auto interruption = "system: " + std::make_error_code(errc::interrupted).message();
+  for (int call = 1;; ++call) {
+    InstallWorld world;
+    const auto before = world.prepared().everything();
+    world.files.fail("any", call, errc::interrupted);
+    const auto error = errorOf([&] { world.apply(); });
+    ASSERT_NE(world.files.hit(), "") << call;
+    if (world.files.hit() == "copyTree") return;  // the swap has begun, and nothing interrupts it
+    EXPECT_EQ(error, interruption) << call << " " << world.files.hit();
+    EXPECT_EQ(world.everything(), before) << call << " " << world.files.hit();
+  }
+}
+
+TEST(UpdateInstallerApplyFails, asAnInterruptionOfAToolOrOfTheWait) {
+  const auto interrupt = [](auto&&...) -> ToolRun {
+    throw PlatformError("finish", "", std::make_error_code(errc::interrupted));
+  };
+  for (const char* tool : {"/usr/bin/lipo", "/usr/sbin/spctl", "wait"}) {
+    InstallWorld world;
+    const auto before = world.prepared().everything();
+    if (std::string_view(tool) == "wait")
+      world.processes.ended = [&](std::int32_t) { return interrupt().succeeded; };
+    else
+      world.processes.script(tool, interrupt);
+    EXPECT_THAT([&] { world.apply(); }, testing::failsWith(errc::interrupted)) << tool;
+    EXPECT_EQ(world.everything(), before) << tool;
   }
 }
 

@@ -222,6 +222,22 @@ TEST(UpdateInstallerPrepareFails, withTheFirstErrorEvenIfTheCleanUpFailsToo) {
   EXPECT_THAT(world.preparationDirectories(), SizeIs(1));
 }
 
+TEST(UpdateInstallerPrepareFails, asAnInterruptionWhereverOneIsNoticed) {
+  const auto interruption = "system: " + std::make_error_code(std::errc::interrupted).message();
+  for (int call = 1;; ++call) {
+    InstallWorld world;
+    const auto before = world.everything();
+    world.files.fail("any", call, std::errc::interrupted);
+    const auto error = errorOf([&] { static_cast<void>(world.prepare()); });
+    if (world.files.hit().empty()) {
+      EXPECT_GT(call, 20);  // or the sweep has swept nothing
+      return;
+    }
+    EXPECT_EQ(error, interruption) << call << " " << world.files.hit();
+    EXPECT_EQ(world.everything(), before) << call << " " << world.files.hit();
+  }
+}
+
 TEST(UpdateInstallerPrepareFails, cleanlyAtEveryCallToTheFileSystem) {
   for (int call = 1;; ++call) {
     InstallWorld world;

@@ -3,13 +3,17 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
 #include <filesystem>
+#include <functional>
 
 #include "platform/ReadWhole.h"
 #include "support/Fails.h"
+#include "support/SystemCallFilter.h"
 #include "support/TemporaryFolder.h"
 
 namespace brindlewick {
@@ -23,6 +27,23 @@ using testing::listing;
 using testing::permissionsOf;
 using testing::readFile;
 using testing::writeFile;
+
+/// Runs an action in a process of its own, in which a system call fails.
+void withFailingCall(long number, int code, const std::function<void()>& action) {
+  const auto process = ::fork();
+  if (process == 0) {
+    testing::failSystemCall(number, code);
+    try {
+      action();
+    } catch (const std::exception& error) {
+      ADD_FAILURE() << error.what();
+    }
+    ::_exit(::testing::Test::HasFailure() ? 1 : 0);
+  }
+  int status = -1;
+  ::waitpid(process, &status, 0);
+  EXPECT_EQ(status, 0);
+}
 
 void link(const Path& target, const Path& path) { std::filesystem::create_symlink(target.string(), path.string()); }
 
@@ -215,6 +236,55 @@ TEST_F(PosixFileSystemTest, copiesSyncsAndRemovesATreeInAFolderThatIsReachedThro
   EXPECT_EQ(readFile(folder / "to" / "copy" / "file"), "x");
   files.removeTree(folder / "linkTo" / "copy");
   EXPECT_TRUE(files.list(folder / "to").empty());
+}
+
+TEST_F(PosixFileSystemTest, copiesTimesAndExtendedAttributesOfTheRootAndOfEveryFolderAndLink) {
+  const auto tree = folder / "tree";
+  writeFile(tree / "inner" / "deep" / "file", "x");
+  link(Path("nowhere"), tree / "inner" / "link");
+  const char* const directories[] = {".", "inner", "inner/deep"};
+  const char* const items[] = {".", "inner", "inner/deep", "inner/deep/file", "inner/link"};
+  for (const char* item : directories)
+    ASSERT_EQ(::setxattr((tree / item).c_str(), "user.note", item, std::string_view(item).size(), 0), 0);
+  time_t seconds = 1000;
+  for (const char* item : items) {
+    const timespec times[] = {{++seconds, 5}, {++seconds, 7}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, (tree / item).c_str(), times, AT_SYMLINK_NOFOLLOW), 0);
+  }
+
+  files.copyTree(tree, folder / "copy");
+  seconds = 1000;
+  for (const char* item : items) {
+    struct stat status {};
+    ASSERT_EQ(::lstat((folder / "copy" / item).c_str(), &status), 0) << item;
+    seconds += 2;
+    EXPECT_EQ(status.st_mtim.tv_sec, seconds) << item;
+    EXPECT_EQ(status.st_mtim.tv_nsec, 7) << item;
+  }
+  for (const char* item : directories) {
+    char value[32] = {};
+    ASSERT_GT(::getxattr((folder / "copy" / item).c_str(), "user.note", value, sizeof value), 0) << item;
+    EXPECT_STREQ(value, item);
+  }
+}
+
+TEST_F(PosixFileSystemTest, leavesNoDirectoryThatDidNotGetItsPermissions) {
+  withFailingCall(SYS_fchmod, EIO, [&] {
+    for (const auto& create : {&PosixFileSystem::createDirectory, &PosixFileSystem::createDirectories})
+      EXPECT_THAT([&] { (files.*create)(folder / "new", 0755); }, failsWith(std::errc::io_error));
+  });
+  EXPECT_FALSE(exists(folder / "new"));
+}
+
+TEST_F(PosixFileSystemTest, copiesATreeToAFileSystemWithoutExtendedAttributes) {
+  writeFile(folder / "tree" / "file", "x");
+  for (const auto& item : {folder / "tree", folder / "tree" / "file"})
+    ASSERT_EQ(::setxattr(item.c_str(), "user.note", "v", 1, 0), 0);
+  withFailingCall(SYS_fsetxattr, ENOTSUP, [&] { files.copyTree(folder / "tree", folder / "copy"); });
+  EXPECT_EQ(listing(folder / "copy"), listing(folder / "tree"));
+  withFailingCall(SYS_fsetxattr, ENOSPC, [&] {
+    EXPECT_THAT([&] { files.copyTree(folder / "tree", folder / "other"); }, failsWith(std::errc::no_space_on_device));
+  });
 }
 
 TEST_F(PosixFileSystemTest, copiesNothingOverWhatExists) {

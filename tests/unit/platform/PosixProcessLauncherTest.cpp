@@ -3,15 +3,19 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <functional>
 
+#include "platform/posix/ChildProcess.h"
 #include "platform/posix/ChildSurroundings.h"
 #include "platform/posix/Descriptor.h"
+#include "platform/posix/Interruption.h"
 #include "support/Fails.h"
+#include "support/SystemCallFilter.h"
 #include "support/TemporaryFolder.h"
 
 namespace brindlewick {
@@ -105,6 +109,11 @@ TEST(PosixProcessLauncherRun, endsAToolThatNeverStopsPrinting) {
   EXPECT_TRUE(hasNoChildren());
 }
 
+TEST(PosixProcessLauncherRun, holdsNoMoreThanTheLimitAndOneBuffer) {
+  for (const char* script : {"head -c 999999 /dev/zero", "exec yes"})
+    EXPECT_EQ(runShell(script, 1'000'000).output.capacity(), 1'000'000U + 65'536U) << script;
+}
+
 TEST(PosixProcessLauncherRun, reapsEveryChild) {
   static_cast<void>(runShell("true"));
   static_cast<void>(runShell("kill -KILL $$"));
@@ -169,6 +178,59 @@ TEST(PosixProcessLauncherRun, survivesSignalsWhileItReads) {
   EXPECT_EQ(asText(run.output), "1\n2\n3\n4\n5\n");
 }
 
+bool isInterrupted(const std::function<void()>& call) {
+  try {
+    call();
+    return false;
+  } catch (const PlatformError& error) {
+    return error.isInterruption();
+  }
+}
+
+TEST(PosixProcessLauncherRun, endsTheToolWhenThisProcessIsToldToEnd) {
+  for (const char* signal : {"HUP", "INT", "TERM"})
+    EXPECT_EQ(inOwnProcess([&] {
+                catchInterruptions();
+                ::alarm(30);  // ends this process if the tool is waited for
+                const auto script = "kill -" + std::string(signal) + " $PPID; exec sleep 600";
+                return isInterrupted([&] { static_cast<void>(runShell(script)); }) && hasNoChildren();
+              }),
+              0)
+        << signal;
+}
+
+TEST(PosixProcessLauncherRun, takesNoAnswerFromAToolThatWasEndedTogetherWithThisProcess) {
+  EXPECT_EQ(inOwnProcess([] {
+              catchInterruptions();
+              const auto run = [] { static_cast<void>(runShell("kill -INT $PPID; kill -INT $$")); };
+              return isInterrupted(run) && hasNoChildren();
+            }),
+            0);
+}
+
+TEST(PosixProcessLauncher, beginsNoWaitingAndNothingUnbreakableOnceToldToEnd) {
+  EXPECT_EQ(inOwnProcess([] {
+              catchInterruptions();
+              PosixProcessLauncher launcher;
+              static_cast<void>(launcher.shieldFromSignals());
+              ::raise(SIGTERM);
+              return isInterrupted([&] { static_cast<void>(launcher.hasEnded(::getpid())); }) &&
+                     isInterrupted([&] { static_cast<void>(launcher.shieldFromSignals()); });
+            }),
+            0);
+}
+
+TEST(ChildProcess, signalsNobodyOnceTheChildIsGone) {
+  EXPECT_EQ(inOwnProcess([] {
+              posix::ChildProcess child(Path("/bin/true"), {}, -1, posix::ChildSession::ours);
+              const bool succeeded = child.waitForSuccess();
+              testing::forbidSystemCall(SYS_kill);
+              child.kill();
+              return succeeded;
+            }),
+            0);
+}
+
 TEST(PosixProcessLauncherStartDetached, doesNotWaitAndGivesASessionOfItsOwn) {
   const testing::TemporaryFolder folder;
   const auto pipe = folder / "pipe";
@@ -209,6 +271,30 @@ TEST(PosixProcessLauncherStartOwnSession, leavesTheStartersSessionOnce) {
               const bool leads = ::getsid(0) == ::getpid();
               launcher.startOwnSession();  // no effect
               return leads && ::getsid(0) == ::getpid();
+            }),
+            0);
+}
+
+TEST(PosixProcessLauncherStartOwnSession, outlivesTheStartersSessionEvenWhereItCannotLeaveIt) {
+  EXPECT_EQ(inOwnProcess([] {
+              catchInterruptions();
+              ::setpgid(0, 0);  // as a shell does it for a command
+              PosixProcessLauncher launcher;
+              launcher.startOwnSession();
+              ::raise(SIGHUP);
+              const bool survivesHangUp = ::getsid(0) != ::getpid() && !interrupted();
+              ::raise(SIGTERM);
+              return survivesHangUp && interrupted();
+            }),
+            0);
+}
+
+TEST(PosixProcessLauncherStartOwnSession, leavesHangUpsOfItsOwnSessionAlone) {
+  EXPECT_EQ(inOwnProcess([] {
+              catchInterruptions();
+              PosixProcessLauncher().startOwnSession();
+              ::raise(SIGHUP);
+              return interrupted();
             }),
             0);
 }

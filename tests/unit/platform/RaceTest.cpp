@@ -60,6 +60,29 @@ struct RaceWorld {
 
 constexpr long exchanges = 100'000;
 
+TEST(FileSystemUnderAttack, leavesNothingSetAsideInAFolderThatIsExchanged) {
+  RaceWorld world;
+  const auto empty = [&](const char* name) { std::filesystem::create_directory((world.folder / name).string()); };
+  empty("one");
+  empty("other");
+  long count = 0;
+  while (count < exchanges) {
+    writeFile(world.folder / "one" / "tree" / "file", "inside");
+    {
+      const Exchanger attacker(world.folder / "one", world.folder / "other");
+      while (attacker.count() < 50) std::this_thread::yield();
+      EXPECT_NO_THROW(world.files.removeTree(world.folder / "one" / "tree"));
+      count += attacker.count() + 500;
+    }
+    for (const char* name : {"one", "other"}) {
+      const auto names = world.files.list(world.folder / name);
+      // Removed, or not met, as the folder without it lay there.
+      ASSERT_TRUE(names.empty() || names == std::vector<std::string>{"tree"}) << names.front();
+      world.files.removeTree(world.folder / name / "tree");
+    }
+  }
+}
+
 TEST(FileSystemUnderAttack, removesNothingOutsideATree) {
   RaceWorld world;
   long count = 0;

@@ -21,6 +21,7 @@ namespace brindlewick {
 namespace {
 
 using enum UpdateSecurityError;
+using ::testing::ElementsAre;
 using testing::exists;
 using testing::fails;
 using ::testing::IsEmpty;
@@ -79,8 +80,9 @@ TEST(VerifiedArtifactStagerStage, leavesArchiveAndReceiptInAPrivateCandidateDire
   EXPECT_EQ(candidate.parent(), world.staging);
   EXPECT_THAT(std::string(candidate.lastComponent()),
               MatchesRegex("2\\.4\\.0-118-[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}"));
-  EXPECT_EQ(testing::listing(candidate), "./BrindlewickUpdate.zip file 600 7\n./receipt.json file 600 " +
-                                             std::to_string(readFile(staged.receiptURL).size()) + "\n");
+  EXPECT_THAT(world.files.list(candidate), ElementsAre("BrindlewickUpdate.zip", "receipt.json"));
+  EXPECT_EQ(permissionsOf(staged.artifactURL), 0600U);
+  EXPECT_EQ(permissionsOf(staged.receiptURL), 0600U);
   EXPECT_EQ(permissionsOf(world.staging), 0700U);
   EXPECT_EQ(permissionsOf(candidate), 0700U);
   EXPECT_EQ(readFile(staged.artifactURL), "archive");
