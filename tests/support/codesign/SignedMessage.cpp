@@ -43,6 +43,7 @@ struct Envelope {
   std::vector<Bytes> unsignedAttributes;
   std::size_t signerCount = 1;
   Length outerLengths = Length::definite;
+  std::optional<std::string> signatureAlgorithm = std::nullopt;
 };
 
 Bytes signatureOver(const Envelope& envelope, ByteView detachedContent) {
@@ -55,7 +56,8 @@ Bytes signerInfo(const Envelope& envelope, const Bytes& signature) {
   std::vector<Bytes> parts = {der::integer(1), der::sequence({signer.issuerName, signer.serialNumber}),
                               der::algorithm(digestIdentifier(envelope.digest))};
   if (!envelope.attributes.empty()) parts.push_back(der::context(0, der::join(envelope.attributes)));
-  parts.push_back(signer.key.signatureAlgorithm(envelope.digest));
+  parts.push_back(envelope.signatureAlgorithm ? der::sequence({der::oid(*envelope.signatureAlgorithm)})
+                                              : signer.key.signatureAlgorithm(envelope.digest));
   parts.push_back(der::octets(signature));
   if (!envelope.unsignedAttributes.empty()) parts.push_back(der::context(1, der::join(envelope.unsignedAttributes)));
   return der::sequence(parts);
@@ -79,7 +81,7 @@ Bytes timestampOver(const TimestampShape& shape, ByteView signature, const TestP
   Bytes imprint = digestOf(signature, shape.imprintDigest);
   if (shape.spoilImprint) imprint.front() ^= 1;
   const Bytes information =
-      der::sequence({der::integer(1), der::oid("1.2.3.4.1"),
+      der::sequence({der::integer(shape.version), der::oid("1.2.3.4.1"),
                      der::sequence({der::algorithm(digestIdentifier(shape.imprintDigest)), der::octets(imprint)}),
                      der::integer(4711), der::generalizedTime(shape.time)});
   Envelope token{&pki.timestampLeaf,
@@ -135,6 +137,7 @@ Bytes signedMessage(const MessageShape& shape, ByteView content, const std::vect
   const TestPKI& pki = shape.pki ? *shape.pki : defaultPKI;
   Envelope envelope{&pki.leaf, {}, shape.digest,      shape.contentType, std::nullopt,
                     {},        {}, shape.signerCount, shape.outerLengths};
+  envelope.signatureAlgorithm = shape.signatureAlgorithm;
   envelope.certificates = shape.furtherCertificates;
   // The signer's own tools write the leaf last.
   if (shape.embedsIntermediate) envelope.certificates.push_back(pki.intermediate.certificate);

@@ -18,6 +18,7 @@ struct TimestampShape {
   std::string imprintDigest = "sha256";  ///< over the signature that is stamped
   std::optional<TestPKI> pki;            ///< another world's authority
   bool spoilImprint = false;
+  std::uint64_t version = 1;  ///< of the TSTInfo
 };
 
 /// What a signed message (CMS, RFC 5652) says beside the content it signs. All attributes are written by hand: their
@@ -37,6 +38,7 @@ struct MessageShape {
   bool listsDigests = true;                ///< attribute 1.2.840.113635.100.9.2
   bool digestsInDEROrder = true;           ///< else the values of 9.2 stand the other way round
   std::size_t signerCount = 1;
+  std::optional<std::string> signatureAlgorithm;  ///< an identifier, in place of the one of the signer's key and digest
   der::Length outerLengths = der::Length::definite;
   std::optional<Bytes> unsignedAttribute;  ///< in place of the timestamp token
 

@@ -130,7 +130,8 @@ Identity issue(const CertificateShape& shape, const Identity* issuer) {
   setValidity(certificate.get(), shape);
   must(X509_set_pubkey(certificate.get(), key.get()) == 1);
   addExtensions(certificate.get(), issuing, shape);
-  must(X509_sign(certificate.get(), issuer == nullptr ? key.get() : issuer->key.get(), EVP_sha256()) > 0);
+  must(X509_sign(certificate.get(), issuer == nullptr ? key.get() : issuer->key.get(),
+                 EVP_get_digestbyname(shape.issuersDigest.c_str())) > 0);
   return identityOf(key, certificate.get());
 }
 

@@ -28,9 +28,10 @@ struct CertificateShape {
   std::string keyName;                                       ///< of TestKey::named
   der::Time notBefore = day(2020, 1, 1);
   der::Time notAfter = day(2040, 1, 1);
-  std::optional<bool> authority;  ///< the CA flag of the basic constraints
-  std::string keyUsage;           ///< in OpenSSL's words, critical
-  std::string extendedKeyUsage;   ///< in OpenSSL's words or as identifiers, comma-separated
+  std::optional<bool> authority;         ///< the CA flag of the basic constraints
+  std::string issuersDigest = "sha256";  ///< of the issuer's signature
+  std::string keyUsage;                  ///< in OpenSSL's words, critical
+  std::string extendedKeyUsage;          ///< in OpenSSL's words or as identifiers, comma-separated
   std::vector<ExtensionShape> extensions;
 };
 

@@ -1,4 +1,5 @@
 #include <sys/stat.h>
+#include <sys/xattr.h>
 
 #include <filesystem>
 
@@ -42,6 +43,15 @@ std::function<void(World&)> becomesLink(const std::string& path) {
 void addPipe(World& world) {
   world.onDisk([](const Path& application) {
     if (mkfifo((application / "Contents/Resources/pipe").c_str(), 0644) != 0) throw std::runtime_error("no pipe");
+  });
+}
+
+void addAttributes(World& world) {
+  world.onDisk([](const Path& application) {
+    for (const std::string path : {"", "/Contents/Info.plist", "/Contents/MacOS/Brindlewick", "/Contents/Resources",
+                                   "/Contents/Resources/icon.icns", "/Contents/_CodeSignature/CodeResources"})
+      if (setxattr((application.string() + path).c_str(), "user.brindlewick.test", "value", 5, 0) != 0)
+        throw std::runtime_error("no attribute");
   });
 }
 
@@ -178,6 +188,8 @@ const std::vector<SigningCase> cases = {
     {49, "executableNamedByTheBundle", accepted, [](World& w) { w.bundle.information.erase("CFBundleExecutable"); },
      [](World& w) { w.flipText("Info.plist", "2.4.0"); }},
     {49, "contentsIsALink", invalid, becomesLink("Contents")},
+    // Whoever copies a bundle may set some; the platform's two flags do not ask about them.
+    {65, "extendedAttributes", accepted, addAttributes, flipsCode},
     {65, "aForkedFileBesideAResource", invalid, adds("Contents/Resources/._icon.icns")},
     {65, "aNameInAnotherNormalForm", invalid, renormalize},
 };

@@ -34,6 +34,14 @@ std::function<void(MessageWorld&)> flipExtension(const char* oid) {
 
 constexpr const char* usageOfIssuer = "an issuer that names extended key usages names this one";
 
+/// ECDSA goes with digests of the SHA families only.
+std::function<void(MessageWorld&)> leafOver(const std::string& digest) {
+  return [digest](MessageWorld& world) {
+    world.certificates.intermediate.keyName = "rsa intermediate";
+    world.certificates.leaf.issuersDigest = digest;
+  };
+}
+
 const MessageCase chains[] = {
     {"noRoot", chain, [](MessageWorld& w) { w.message.embedsRoot = false; }},
     {"noIntermediate", chain, [](MessageWorld& w) { w.message.embedsIntermediate = false; }},
@@ -91,6 +99,13 @@ const MessageCase chains[] = {
     {"anUnknownCriticalExtensionOfTheIntermediate", chain, intermediate([](CertificateShape& c) {
        c.extensions.push_back({"1.2.3.4", true, der::null()});
      })},
+    {"aLeafSignedOverSHA1", chain, leafOver("sha1"), flipExtension("1.2.840.113635.100.6.1.13")},
+    {"aLeafSignedOverMD5", "the signature of a certificate has a strong digest", leafOver("md5")},
+    {"anIntermediateSignedOverMD5", "the signature of a certificate has a strong digest",
+     [](MessageWorld& w) {
+       w.certificates.root.keyName = "rsa root";
+       w.certificates.intermediate.issuersDigest = "md5";
+     }},
     {"aWeakKey", "the key of a certificate is strong", leaf([](CertificateShape& c) { c.keyName = "weak leaf"; })},
 };
 

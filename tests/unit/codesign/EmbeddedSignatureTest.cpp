@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -41,6 +42,29 @@ std::string brokenRuleBeside(void (*change)(DirectoryShape&)) {
   EXPECT_EQ(brokenRule({{0, base}, {alternateDirectorySlot, directory(alternate)}}), "");
   change(alternate);
   return brokenRule({{0, base}, {alternateDirectorySlot, directory(alternate)}});
+}
+
+/// The rule that a good signature breaks in a room of so many bytes, with padding behind it.
+std::string brokenRuleInRoom(std::uint64_t roomByteCount, const std::optional<std::uint32_t>& length = std::nullopt) {
+  Bytes file = testing::superBlob({{0, directory(ofType(2))}});
+  if (length) testing::setBig32(file, 4, *length);
+  file.resize(8192, 0xFF);
+  MachOSlice slice;
+  slice.range = {0, file.size()};
+  slice.signature = {0, roomByteCount};
+  MemorySource source(file);
+  return testing::brokenRuleOf([&] { static_cast<void>(EmbeddedSignature::read(source, slice)); });
+}
+
+TEST(EmbeddedSignature, liesInItsRoom) {
+  const std::uint64_t byteCount = testing::superBlob({{0, directory(ofType(2))}}).size();
+  EXPECT_EQ(brokenRuleInRoom(8192), "");
+  EXPECT_EQ(brokenRuleInRoom(byteCount), "");
+  EXPECT_EQ(brokenRuleInRoom(byteCount - 1), "a SuperBlob lies in its room");
+  EXPECT_EQ(brokenRuleInRoom(8192, 8193), "a SuperBlob lies in its room");
+  EXPECT_EQ(brokenRuleInRoom(8192, 0xFFFFFFFF), "a SuperBlob lies in its room");
+  EXPECT_EQ(brokenRuleInRoom(8192, 7), "a SuperBlob lies in its room");
+  EXPECT_EQ(brokenRuleInRoom(7), "there is room for a signature");
 }
 
 TEST(EmbeddedSignature, hasABaseDirectory) {

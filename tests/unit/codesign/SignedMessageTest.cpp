@@ -17,6 +17,9 @@ constexpr const char* contentType = "1.2.840.113549.1.9.3";
 constexpr const char* messageDigest = "1.2.840.113549.1.9.4";
 constexpr const char* signingTime = "1.2.840.113549.1.9.5";
 
+constexpr const char* ecdsaWithSHA384 = "1.2.840.10045.4.3.3";
+constexpr const char* sha256WithRSA = "1.2.840.113549.1.1.11";
+
 const MessageCase shapes[] = {
     {"aGoodMessage", content, [](MessageWorld&) {}, flipDirectory},
     {"noBytes", "a range lies inside its bytes", spoiled([](Bytes& b) { b.clear(); })},
@@ -35,6 +38,26 @@ const MessageCase shapes[] = {
     {"anRSAKey", content, [](MessageWorld& w) { w.certificates.leaf.keyName = "rsa leaf"; }, flipDirectory},
     {"aMessageOfSHA384", content, message([](MessageShape& m) { m.digest = "sha384"; }), flipDirectory},
     {"aMessageOfSHA1", "a message has a digest of SHA-2", message([](MessageShape& m) { m.digest = "sha1"; })},
+    {"aSignatureAlgorithmOfAnotherDigest", "the signature algorithm uses the digest of the signer",
+     message([](MessageShape& m) { m.signatureAlgorithm = ecdsaWithSHA384; })},
+    {"aSignatureAlgorithmOfAnotherKey", "the signature algorithm is one of the signer's key",
+     message([](MessageShape& m) { m.signatureAlgorithm = sha256WithRSA; })},
+    {"anUnknownSignatureAlgorithm", "the signature algorithm is known",
+     message([](MessageShape& m) { m.signatureAlgorithm = "1.2.3.4"; })},
+    {"aSignatureAlgorithmOfDSA", "a signature is one of RSA or ECDSA",
+     message([](MessageShape& m) { m.signatureAlgorithm = "2.16.840.1.101.3.4.3.2"; })},
+    {"anRSAKeyAndItsDigest", content,
+     [](MessageWorld& w) {
+       w.certificates.leaf.keyName = "rsa leaf";
+       w.message.signatureAlgorithm = sha256WithRSA;
+     },
+     flipDirectory},
+    {"anRSAKeyAndAnotherDigest", "the signature algorithm uses the digest of the signer",
+     [](MessageWorld& w) {
+       w.certificates.leaf.keyName = "rsa leaf";
+       w.message.digest = "sha384";
+       w.message.signatureAlgorithm = sha256WithRSA;
+     }},
     {"embeddedContent", "the content of a message is detached",
      message([](MessageShape& m) { m.embedsContent = true; })},
     {"twoSigners", "an element stands alone", message([](MessageShape& m) { m.signerCount = 2; })},

@@ -60,6 +60,7 @@ const MessageCase tokens[] = {
      unsignedAttribute(attribute(tokenAttribute, {der::null()}))},
     {"anEmptyToken", "a range lies inside its bytes",
      unsignedAttribute(attribute(tokenAttribute, {der::sequence({})}))},
+    {"aTokenOfVersion2", "the content of a token has version 1", stamp([](TimestampShape& t) { t.version = 2; })},
     {"aTokenOverOtherBytes", imprint, stamp([](TimestampShape& t) { t.spoilImprint = true; })},
     {"anImprintOfSHA1", content, stamp([](TimestampShape& t) { t.imprintDigest = "sha1"; }), flipToken},
     {"anImprintOfSHA384", "an imprint is one of SHA-256 or SHA-1",
