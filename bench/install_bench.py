@@ -83,7 +83,7 @@ class Everything(install_world.InstallScenario):
         prepared = install_world.snapshot_without_times(os.path.join(self.assert_prepared(self.prepare()), "Brindlewick.app"))
         expanded = install_world.snapshot_without_times(os.path.join(self.expanded, "Brindlewick.app"))
         self.assertEqual(prepared, expanded)
-        self.assertEqual(sum(mode.startswith("-") for mode, _ in prepared.values()), len(self.files))
+        self.assertEqual(sum(item[0].startswith("-") for item in prepared.values()), len(self.files))
 
     def print_tools(self):
         """The tools alone, which make up most of the time."""
