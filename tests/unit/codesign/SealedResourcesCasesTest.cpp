@@ -49,7 +49,25 @@ std::function<void(World&)> renames(const std::string& key) {
   };
 }
 
+/// More than one thread hashes so many.
+std::string manyPath(int number) { return "Resources/many/" + std::to_string(number); }
+
+void addMany(World& world) {
+  for (int i = 0; i < 600; ++i) world.bundle.items[manyPath(i)] = FileItem{"file " + std::to_string(i)};
+}
+
 const std::vector<SigningCase> cases = {
+    {41, "manyFiles", accepted, addMany, [](World& w) { w.flip(manyPath(599), 0); }},
+    {41, "manyFilesOfWhichTheFirstIsChanged", invalid,
+     [](World& w) {
+       addMany(w);
+       w.flip(manyPath(0), 0);
+     }},
+    {41, "manyFilesThatAreAllChanged", invalid,
+     [](World& w) {
+       addMany(w);
+       for (int i = 0; i < 600; ++i) w.flip(manyPath(i), 0);
+     }},
     {41, "aResourceChanged", invalid, [](World& w) { w.flip("Resources/words/list.txt", 0); }},
     {41, "aResourceAdded", invalid, [](World& w) { w.addFile("Contents/Resources/new.txt"); }},
     {41, "aResourceRemoved", invalid, removes("Contents/Resources/words/list.txt")},

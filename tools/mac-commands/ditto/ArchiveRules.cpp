@@ -101,6 +101,9 @@ class Names {
 }  // namespace
 
 std::string comparisonKey(std::string_view name) {
+  // Nothing else happens to ASCII, which nearly all names are.
+  if (std::ranges::all_of(name, [](char c) { return static_cast<unsigned char>(c) < 0x80; }))
+    return asciiLowercase(std::string(name));
   utf8proc_uint8_t* folded = nullptr;
   const auto options =
       static_cast<utf8proc_option_t>(UTF8PROC_STABLE | UTF8PROC_COMPOSE | UTF8PROC_CASEFOLD | UTF8PROC_IGNORE);

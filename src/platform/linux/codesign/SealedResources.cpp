@@ -7,6 +7,7 @@
 #include "platform/linux/codesign/Refusal.h"
 #include "platform/linux/codesign/ResourceRules.h"
 #include "platform/linux/codesign/SealedEntry.h"
+#include "platform/linux/codesign/SealedFiles.h"
 
 namespace brindlewick::codesign {
 namespace {
@@ -16,8 +17,6 @@ constexpr int maximumDepth = 128;
 
 /// PATH_MAX of macOS.
 constexpr std::size_t maximumPathByteCount = 1024;
-
-constexpr std::size_t pieceByteCount = 128 << 10;
 
 const PropertyListTree& dictionaryOf(const PropertyListTree& envelope, std::string_view key) {
   const PropertyListNode* node = find(envelope, key);
@@ -46,22 +45,20 @@ bool staysInside(std::string_view path, std::string_view target) {
   return true;
 }
 
-/// Walks the base and compares.
+/// Walks the base and compares: what is where first, then the contents of all files.
 class ResourceScan {
  public:
   ResourceScan(const BundleLayout& bundle, const PropertyListTree& envelope, const SealRules& rules)
       : bundle_(bundle),
         files_(dictionaryOf(envelope, "files2")),
         resourceRules_(ResourceRules::compile(dictionaryOf(envelope, "rules2"), bundle.isFlat)),
-        rules_(rules),
-        buffer_(pieceByteCount) {
-    for (const HashType type : rules.hashTypes) hashers_.emplace_back(type);
-  }
+        rules_(rules) {}
 
   void run() {
     scan(bundle_.base, "", 0);
     for (const auto& [path, node] : files_)
       require(met_.contains(&node) || SealedEntry(node).isOptional(), "nothing sealed is missing");
+    sealedFiles_.verify(bundle_.base, rules_.hashTypes);
   }
 
  private:
@@ -97,15 +94,16 @@ class ResourceScan {
     const auto effect = resourceRules_.effectOn(path);
     if (!effect || !effect->isNested || name.find('.') == std::string::npos)
       return scan(folder.folder(name), path + "/", depth + 1);
-    judgeCode(folder, name, entryOf(path));
+    judgeCode(folder, name, SealedEntry(sealed(path).second));
   }
 
   void judgeFile(const Folder& folder, const std::string& name, const std::string& path) {
     if (isUnsealed(path)) return;
-    const SealedEntry entry = entryOf(path);
+    const auto& [key, node] = sealed(path);
+    const SealedEntry entry(node);
     if (entry.requirement() != nullptr) return judgeCode(folder, name, entry);
     require(entry.isFile(), "a sealed link is a link");
-    compareHashes(folder, name, entry);
+    sealedFiles_.add(key, entry);
   }
 
   void judgeLink(const Folder& folder, const std::string& name, const std::string& path) {
@@ -113,7 +111,7 @@ class ResourceScan {
     const std::string target = folder.linkTarget(name);
     require(!rules_.confinesLinks || staysInside(path, target), "a link stays inside its bundle");
     if (isUnsealed(path)) return;
-    const SealedEntry entry = entryOf(path);
+    const SealedEntry entry(sealed(path).second);
     require(entry.linkTarget() != nullptr && *entry.linkTarget() == target, "a link leads where it was sealed to lead");
   }
 
@@ -127,33 +125,20 @@ class ResourceScan {
     return !effect || effect->isOmitted;
   }
 
-  SealedEntry entryOf(const std::string& path) {
-    const PropertyListNode* node = find(files_, path);
-    require(node != nullptr, "nothing is added to a sealed bundle");
-    met_.insert(node);
-    return SealedEntry(*node);
-  }
-
-  void compareHashes(const Folder& folder, const std::string& name, const SealedEntry& entry) {
-    FileSource file = folder.file(name);
-    for (std::uint64_t offset = 0; offset < file.size();) {
-      const auto piece = std::span(buffer_).first(
-          static_cast<std::size_t>(std::min<std::uint64_t>(file.size() - offset, pieceByteCount)));
-      file.readInto(piece, offset);
-      for (CodeHasher& hasher : hashers_) hasher.update(piece);
-      offset += piece.size();
-    }
-    for (CodeHasher& hasher : hashers_)
-      require(hasher.finish().equals(entry.hash(hasher.type())), "a sealed file is unchanged");
+  /// The path, as the envelope holds it, and its entry.
+  const PropertyListTree::value_type& sealed(const std::string& path) {
+    const auto found = files_.find(path);
+    require(found != files_.end(), "nothing is added to a sealed bundle");
+    met_.insert(&found->second);
+    return *found;
   }
 
   const BundleLayout& bundle_;
   const PropertyListTree& files_;
   ResourceRules resourceRules_;
   const SealRules& rules_;
-  std::vector<CodeHasher> hashers_;
   std::unordered_set<const PropertyListNode*> met_;
-  Bytes buffer_;
+  SealedFiles sealedFiles_;
 };
 
 }  // namespace
