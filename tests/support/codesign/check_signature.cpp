@@ -3,6 +3,7 @@
 #include <chrono>
 #include <exception>
 #include <iostream>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -15,15 +16,17 @@
 namespace brindlewick::testing {
 namespace {
 
-constexpr std::string_view help = R"(usage: check-signature [--root FILE] [--assess] PATH...
+constexpr std::string_view help = R"(usage: check-signature [--root FILE] [--now SECONDS] [--assess] PATH...
 
 Prints one line for each bundle or Mach-O file, its fields separated by tabs: valid or invalid; the team, or "-"; apple
 if the root of every architecture is among the anchors, or "-"; the path. With --assess: accepted or rejected, the
-source, and the path. The anchors are those of the build, or the certificate (DER) in FILE.
+source, and the path. The anchors are those of the build, or the certificate (DER) in FILE. The clock is the
+system's, or stands at SECONDS since 1970.
 )";
 
 struct Options {
   std::string root;
+  std::optional<std::int64_t> now;
   bool assesses = false;
   std::vector<std::string> paths;
 };
@@ -36,6 +39,8 @@ Options parsed(int count, char** arguments) {
       options.assesses = true;
     else if (argument == "--root" && i + 1 < count)
       options.root = arguments[++i];
+    else if (argument == "--now" && i + 1 < count)
+      options.now = std::stoll(arguments[++i]);
     else
       options.paths.push_back(argument);
   }
@@ -64,7 +69,8 @@ void judge(CodeSigning& signing, const std::string& path) {
 }
 
 void run(const Options& options) {
-  const CodeSigningTrust trust = trustOf(options.root);
+  CodeSigningTrust trust = trustOf(options.root);
+  if (options.now) trust.now = [seconds = *options.now] { return std::chrono::system_clock::from_time_t(seconds); };
   const auto signing = makeLinuxCodeSigning(trust);
   for (const std::string& path : options.paths) {
     if (!options.assesses) {
