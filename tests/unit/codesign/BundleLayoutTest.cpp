@@ -127,6 +127,15 @@ TEST_F(BundleLayoutTest, refusesPartsOfAnotherFormInAFlatBundle) {
   }
 }
 
+TEST_F(BundleLayoutTest, refusesTwoPropertyListsOfAFlatBundle) {
+  inform("Info.plist", {});
+  addDirectory("Resources");
+  writeFile(bundle / "Resources/data.plist", "");
+  EXPECT_EQ(brokenRule(), "");
+  writeFile(bundle / "Resources/info.plist", "");
+  EXPECT_EQ(brokenRule(), "a flat bundle has no part of another form");
+}
+
 TEST_F(BundleLayoutTest, refusesVariantsOfTheKeysThatAreRead) {
   for (const std::string key : {"CFBundleExecutable", "CFBundleIdentifier", "CFBundlePackageType",
                                 "CFBundleShortVersionString", "CFBundleVersion"})

@@ -26,10 +26,20 @@ void checkApplicationRoot(const Folder& bundle) {
 constexpr std::array<std::string_view, 4> namesOfOtherForms = {"contents", "versions", "support files",
                                                                "wrappedbundle"};
 
+/// Where the oldest form of a bundle has its property list.
+bool holdsPropertyList(const Folder& resources) {
+  return std::ranges::any_of(resources.items(),
+                             [](const FolderItem& item) { return asciiLowercase(item.name) == "info.plist"; });
+}
+
 void checkFlatRoot(const Folder& bundle) {
-  for (const FolderItem& item : bundle.items())
-    require(std::ranges::find(namesOfOtherForms, asciiLowercase(item.name)) == namesOfOtherForms.end(),
-            "a flat bundle has no part of another form");
+  constexpr const char* rule = "a flat bundle has no part of another form";
+  for (const FolderItem& item : bundle.items()) {
+    const std::string name = asciiLowercase(item.name);
+    require(std::ranges::find(namesOfOtherForms, name) == namesOfOtherForms.end(), rule);
+    if (name == "resources" && item.kind == ItemKind::directory)
+      require(!holdsPropertyList(bundle.folder(item.name)), rule);
+  }
 }
 
 /// Parts of a signature as files belong to code that is no Mach-O file; beside an embedded signature they are wrong.
