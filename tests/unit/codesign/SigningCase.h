@@ -10,7 +10,7 @@
 
 namespace brindlewick::testing {
 
-/// One change to a good application, and what becomes of it. The numbers group the cases by the rule they test.
+/// One change to a good application, and what becomes of it. tests/attacks.md says what each number stands for.
 struct SigningCase {
   int number;
   std::string name;
