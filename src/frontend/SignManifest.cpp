@@ -6,6 +6,8 @@ namespace brindlewick {
 
 ManifestSigningResponse signManifest(const Platform& platform, const ManifestSigningCommand& command) {
   auto& files = *platform.files;
+  // Before the key is opened: from then on there is something to lose.
+  platform.processes->guardSecrets();
   auto result = OfflineManifestSigner::sign(files, command.privateKeyFile, command.artifactFile,
                                             {.applicationIdentifier = command.applicationIdentifier,
                                              .version = command.version,

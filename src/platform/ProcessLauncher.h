@@ -52,6 +52,10 @@ class ProcessLauncher {
   /// The effective user of this process.
   [[nodiscard]] virtual std::uint32_t effectiveUser() = 0;
 
+  /// Readies this process to hold a secret: from now on its memory is written to no core dump and it has no network.
+  /// For good, and as far as the system can: a system that cannot is no reason not to work.
+  virtual void guardSecrets() noexcept = 0;
+
   /// Moves this process into a session of its own, so that the end of its starter's session does not reach it; where
   /// it may not leave, HUP is ignored from now on. No effect when it leads one already.
   virtual void startOwnSession() = 0;

@@ -30,6 +30,7 @@ class ScriptedProcessLauncher final : public ProcessLauncher {
   void startDetached(const Path& executable, const std::vector<std::string>& arguments) override;
   [[nodiscard]] bool hasEnded(std::int32_t processIdentifier) override;
   [[nodiscard]] std::uint32_t effectiveUser() override { return 501; }
+  void guardSecrets() noexcept override { log_.add("guardSecrets"); }
   void startOwnSession() override { log_.add("startOwnSession"); }
   [[nodiscard]] std::unique_ptr<SignalShield> shieldFromSignals() override;
 

@@ -1,6 +1,7 @@
 #include "platform/posix/PosixProcessLauncher.h"
 
 #include <poll.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <array>
@@ -8,6 +9,7 @@
 
 #include "platform/posix/ChildProcess.h"
 #include "platform/posix/Interruption.h"
+#include "platform/posix/ProcessRestriction.h"
 #include "platform/posix/SystemCalls.h"
 
 namespace brindlewick {
@@ -91,6 +93,13 @@ bool PosixProcessLauncher::hasEnded(std::int32_t processIdentifier) {
 }
 
 std::uint32_t PosixProcessLauncher::effectiveUser() { return ::geteuid(); }
+
+void PosixProcessLauncher::guardSecrets() noexcept {
+  constexpr rlimit none{.rlim_cur = 0, .rlim_max = 0};
+  ::setrlimit(RLIMIT_CORE, &none);
+  posix::forbidDumps();
+  posix::forbidNetwork();
+}
 
 void PosixProcessLauncher::startOwnSession() {
   if (::setsid() != -1 || ::getsid(0) == ::getpid()) return;

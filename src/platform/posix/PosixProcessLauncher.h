@@ -15,6 +15,7 @@ class PosixProcessLauncher final : public ProcessLauncher {
   void startDetached(const Path& executable, const std::vector<std::string>& arguments) override;
   [[nodiscard]] bool hasEnded(std::int32_t processIdentifier) override;
   [[nodiscard]] std::uint32_t effectiveUser() override;
+  void guardSecrets() noexcept override;
   void startOwnSession() override;
   [[nodiscard]] std::unique_ptr<SignalShield> shieldFromSignals() override;
 };

@@ -239,6 +239,7 @@ class RealSignals final : public ProcessLauncher {
   }
   [[nodiscard]] bool hasEnded(std::int32_t process) override { return scripted_.hasEnded(process); }
   [[nodiscard]] std::uint32_t effectiveUser() override { return scripted_.effectiveUser(); }
+  void guardSecrets() noexcept override { scripted_.guardSecrets(); }
   void startOwnSession() override { scripted_.startOwnSession(); }
   [[nodiscard]] std::unique_ptr<SignalShield> shieldFromSignals() override { return real_.shieldFromSignals(); }
 
