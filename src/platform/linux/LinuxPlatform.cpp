@@ -1,7 +1,8 @@
-#include <cstdlib>
+#include <openssl/crypto.h>
 
 #include "platform/Platform.h"
 #include "platform/linux/CurlHTTPSSession.h"
+#include "platform/linux/EmptyEnvironment.h"
 #include "platform/linux/PlistPropertyListReader.h"
 #include "platform/linux/ReferenceSystemVersion.h"
 #include "platform/linux/codesign/LinuxCodeSigning.h"
@@ -13,10 +14,17 @@
 #include "platform/posix/SystemClock.h"
 
 namespace brindlewick {
+namespace {
+
+/// The first call decides for the whole process, and libssl asks for the configuration when libcurl readies it.
+void keepOpenSSLFromItsConfiguration() { ::OPENSSL_init_crypto(OPENSSL_INIT_NO_LOAD_CONFIG, nullptr); }
+
+}  // namespace
 
 Platform makePlatform() {
   posix::readyStandardStreams();
-  ::clearenv();
+  emptyEnvironment();
+  keepOpenSSLFromItsConfiguration();
   catchInterruptions();
   Platform platform;
   platform.files = std::make_unique<PosixFileSystem>();

@@ -1,0 +1,115 @@
+"""What surrounds a run and must not matter: the variables of its environment. Every command is run, in the order of an
+update."""
+
+import json
+import os
+import re
+import subprocess
+
+from install_world import PROGRAMS, InstallScenario, InstallWorld, wait_until
+from world import INVALID_ARGUMENTS, enter, failure, options, run_quietly
+
+# What is there before anything of the program runs; the loader reads its own variables whatever a program does.
+LOADERS_OWN = re.compile(r"LD_|GLIBC_TUNABLES$")
+SANITIZERS = re.compile(r"lib(asan|ubsan|lsan|tsan)\.so")
+# A text in a library that could name a variable.
+NAME = re.compile(rb"(?<![A-Za-z0-9_])(?:[A-Z][A-Za-z0-9]*(?:_[A-Za-z0-9]+)*_?|[a-z]+_proxy)(?=\0)")
+# Names with a known effect: each must be among those that were found, and is tried alone as well.
+NOTORIOUS = ("ALL_PROXY", "GNUTLS_DEBUG_LEVEL", "GNUTLS_SYSTEM_PRIORITY_FILE", "HOSTALIASES", "KRB5_CONFIG", "KRB5_TRACE",
+             "LDAPCONF", "LOCALDOMAIN", "LOCPATH", "MALLOC_CHECK_", "NETTLE_FAT_VERBOSE", "NLSPATH", "OPENSSL_CONF",
+             "OPENSSL_MODULES", "OPENSSL_ia32cap", "P11_KIT_DEBUG", "P11_KIT_STRICT", "RES_OPTIONS", "RESOLV_HOST_CONF",
+             "SSLKEYLOGFILE", "SSL_CERT_FILE", "TZ", "http_proxy")
+UUID = re.compile(rb"[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}")
+
+
+def loaded_with(path):
+    """A program or library, with every library that the loader brings with it."""
+    return {os.path.realpath(path)} | {os.path.realpath(found) for found in re.findall(
+        r"(/\S+) \(0x", run_quietly("ldd", path).stdout.decode())}
+
+
+def library(name):
+    for folder in run_quietly("ldconfig", "-p").stdout.decode().splitlines():
+        if folder.strip().startswith(name + " "):
+            return folder.split(" => ")[1]
+    raise FileNotFoundError(name)
+
+
+class Surroundings(InstallScenario):
+    def setUp(self):
+        super().setUp()
+        self.stage()
+
+    # The commands
+
+    def commands(self, run):
+        """Runs every command by this function, which is given a name, the arguments and what it shall answer."""
+        self.install(version="2.3.0", build=100)
+        run("nothing")
+        run("sign-manifest", *self.sign_options())
+        os.chmod(self.manifest, 0o644)
+        self.staged = os.path.dirname(run("check-and-stage", *self.check_options())["stagedArtifactPath"])
+        self.prepared = run("prepare-install", *options(**self.install_options()))["preparationDirectoryPath"]
+        run("apply-install", *self.apply_options())
+        wait_until(lambda: os.path.exists(self.opened), "the application was not opened")
+        os.remove(self.opened)
+
+    def answers(self, environment):
+        """What every command answers in this environment: status and output, without what is random in them."""
+        found = {}
+
+        def run(name, *arguments):
+            words = [self.world.updater] + ([name, *arguments] if arguments else [])
+            done = subprocess.run(words, env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                  stderr=subprocess.PIPE, timeout=120)
+            self.assertEqual(done.stderr, b"", name)
+            found[name] = done.returncode, UUID.sub(b"UUID", done.stdout)
+            return json.loads(done.stdout or b"null")
+
+        self.commands(run)
+        return found
+
+    # The environment
+
+    def libraries(self):
+        """All that the program may load: at its start, for a transfer, and for the look-up of a name."""
+        found = loaded_with(self.world.updater) | loaded_with(library("libcurl.so.4"))
+        folder = os.path.dirname(library("libc.so.6"))
+        for name in os.listdir(folder):
+            if name.startswith("libnss_"):
+                found |= loaded_with(os.path.join(folder, name))
+        return [path for path in found if not SANITIZERS.search(path)]
+
+    def variables(self):
+        found = set()
+        for path in self.libraries():
+            with open(path, "rb") as file:
+                found |= {name.decode() for name in NAME.findall(file.read())}
+        return sorted(name for name in found if not LOADERS_OWN.match(name))
+
+    def hostile_values(self):
+        pipe, file = os.path.join(self.folder, "pipe"), os.path.join(self.folder, "file")
+        os.mkfifo(pipe, 0o600)
+        with open(file, "w") as out:
+            out.write("untouched")
+        return "9", "0xffffffffffffffff:0xffffffffffffffff", pipe, file
+
+    def test_variables_of_all_libraries_change_nothing(self):
+        names, expected = self.variables(), self.answers({})
+        self.assertEqual(set(NOTORIOUS) - set(names), set())
+        self.assertEqual([status for status, _ in expected.values()], [1, 0, 0, 0, 0])
+        for value in self.hostile_values():
+            self.assertEqual(self.answers({name: value for name in names}), expected, value)
+        with open(os.path.join(self.folder, "file")) as file:
+            self.assertEqual(file.read(), "untouched")
+
+    def test_no_variable_is_read_before_the_environment_is_emptied(self):
+        for value in self.hostile_values():
+            for name in NOTORIOUS:
+                done = subprocess.run([self.world.updater], env={name: value}, stdin=subprocess.DEVNULL, capture_output=True,
+                                      check=False, timeout=120)
+                self.assertEqual((done.stdout, done.stderr, done.returncode), (failure(INVALID_ARGUMENTS), b"", 1), name)
+
+
+if __name__ == "__main__":
+    enter(InstallWorld, PROGRAMS)
