@@ -3,6 +3,7 @@
 #include <string>
 
 #include "platform/PlatformError.h"
+#include "platform/linux/LoadedCurl.h"
 
 namespace brindlewick::curl {
 namespace {
@@ -10,7 +11,9 @@ namespace {
 class CurlCategory final : public std::error_category {
  public:
   [[nodiscard]] const char* name() const noexcept override { return "libcurl"; }
-  [[nodiscard]] std::string message(int code) const override { return curl_easy_strerror(static_cast<CURLcode>(code)); }
+  [[nodiscard]] std::string message(int code) const override {
+    return libcurl().easyStrerror(static_cast<CURLcode>(code));
+  }
 };
 
 const std::error_category& category() {

@@ -3,6 +3,7 @@
 #include "platform/LimitedBody.h"
 #include "platform/PlatformError.h"
 #include "platform/linux/CurlError.h"
+#include "platform/linux/LoadedCurl.h"
 #include "platform/linux/TemporaryDownload.h"
 
 namespace brindlewick {
@@ -14,7 +15,7 @@ constexpr std::size_t bufferByteCount = 512 * 1024;
 /// The settings of every request. Whatever libcurl would take from elsewhere is named and switched off.
 void configure(CURL* easy, const CurlSessionSettings& settings) {
   const auto set = [easy](CURLoption option, auto value) {
-    curl::check(curl_easy_setopt(easy, option, value), "configure", "the HTTPS session");
+    curl::check(curl::libcurl().easySetopt(easy, option, value), "configure", "the HTTPS session");
   };
   set(CURLOPT_PROTOCOLS_STR, "https");
   set(CURLOPT_REDIR_PROTOCOLS_STR, "https");
@@ -47,8 +48,8 @@ CurlHTTPSSession::CurlHTTPSSession(FileSystem& files, std::shared_ptr<HTTPSSessi
       destination_(std::move(destination)),
       settings_(std::move(settings)),
       easy_(nullptr, curl_easy_cleanup) {
-  curl::check(curl_global_init(CURL_GLOBAL_DEFAULT), "ready", "libcurl");
-  easy_.reset(curl_easy_init());
+  curl::check(curl::libcurl().globalInit(CURL_GLOBAL_DEFAULT), "ready", "libcurl");
+  easy_.reset(curl::libcurl().easyInit());
   if (!easy_) throw std::bad_alloc();
   configure(easy_.get(), settings_);
 }

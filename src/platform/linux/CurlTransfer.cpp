@@ -2,6 +2,7 @@
 
 #include "platform/PlatformError.h"
 #include "platform/linux/CurlError.h"
+#include "platform/linux/LoadedCurl.h"
 #include "platform/posix/Interruption.h"
 
 namespace brindlewick::curl {
@@ -11,10 +12,10 @@ using URLHandle = std::unique_ptr<CURLU, decltype(&curl_url_cleanup)>;
 
 /// Gives libcurl the parts that our own parser found, so that it never parses the text in its own way.
 URLHandle toHandle(const URL& url) {
-  URLHandle handle(curl_url(), curl_url_cleanup);
+  URLHandle handle(libcurl().url(), libcurl().urlCleanup);
   if (!handle) throw std::bad_alloc();
   const auto set = [&](CURLUPart part, const std::string& value) {
-    if (curl_url_set(handle.get(), part, value.c_str(), 0) != CURLUE_OK)
+    if (libcurl().urlSet(handle.get(), part, value.c_str(), 0) != CURLUE_OK)
       throwError("request", url.string(), CURLE_URL_MALFORMAT);
   };
   set(CURLUPART_SCHEME, url.scheme().value_or(""));
@@ -32,7 +33,7 @@ class HeaderList {
     append("Accept: " + request.accept);
     append("Cache-Control: no-cache");
   }
-  ~HeaderList() { curl_slist_free_all(list_); }
+  ~HeaderList() { libcurl().slistFreeAll(list_); }
   HeaderList(const HeaderList&) = delete;
   HeaderList& operator=(const HeaderList&) = delete;
 
@@ -40,7 +41,7 @@ class HeaderList {
 
  private:
   void append(const std::string& line) {
-    auto* longer = curl_slist_append(list_, line.c_str());
+    auto* longer = libcurl().slistAppend(list_, line.c_str());
     if (longer == nullptr) throw std::bad_alloc();
     list_ = longer;
   }
@@ -54,19 +55,19 @@ bool isRedirectStatus(long status) {
 
 long statusOf(CURL* easy) {
   long status = 0;
-  curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
+  libcurl().easyGetinfo(easy, CURLINFO_RESPONSE_CODE, &status);
   return status;
 }
 
 std::optional<std::uint64_t> declaredByteCountOf(CURL* easy) {
   curl_off_t length = -1;
-  curl_easy_getinfo(easy, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
+  libcurl().easyGetinfo(easy, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
   return declaredByteCount(length);
 }
 
 std::optional<std::string> locationOf(CURL* easy) {
   curl_header* header = nullptr;
-  if (curl_easy_header(easy, "Location", 0, CURLH_HEADER, -1, &header) != CURLHE_OK) return std::nullopt;
+  if (libcurl().easyHeader(easy, "Location", 0, CURLH_HEADER, -1, &header) != CURLHE_OK) return std::nullopt;
   return header->value;
 }
 
@@ -77,7 +78,7 @@ Transfer::Transfer(CURL* easy, const HTTPSRequest& request, const Timeouts& time
 
 void Transfer::configure(const URL& url) {
   const auto set = [&](CURLoption option, auto value) {
-    check(curl_easy_setopt(easy_, option, value), "configure", url.string());
+    check(libcurl().easySetopt(easy_, option, value), "configure", url.string());
   };
   set(CURLOPT_WRITEFUNCTION, &Transfer::onWrite);
   set(CURLOPT_WRITEDATA, this);
@@ -92,21 +93,21 @@ Exchange Transfer::perform(const URL& url, std::uint64_t byteLimit, const BodySi
   const auto handle = toHandle(url);
   const HeaderList headers(request_);
   configure(url);
-  check(curl_easy_setopt(easy_, CURLOPT_CURLU, handle.get()), "configure", url.string());
-  check(curl_easy_setopt(easy_, CURLOPT_HTTPHEADER, headers.get()), "configure", url.string());
+  check(libcurl().easySetopt(easy_, CURLOPT_CURLU, handle.get()), "configure", url.string());
+  check(libcurl().easySetopt(easy_, CURLOPT_HTTPHEADER, headers.get()), "configure", url.string());
   byteLimit_ = byteLimit;
   sink_ = &sink;
   answered_ = isRedirect_ = stopped_ = false;
   lastByteCount_ = 0;
 
-  const auto code = curl_easy_perform(easy_);
+  const auto code = libcurl().easyPerform(easy_);
   Exchange exchange;
   exchange.response = {static_cast<int>(statusOf(easy_)), declaredByteCountOf(easy_)};
   exchange.stopped = stopped_;
   if (isRedirect_) exchange.location = locationOf(easy_);
   // The handle outlives what it points to.
-  curl_easy_setopt(easy_, CURLOPT_HTTPHEADER, nullptr);
-  curl_easy_setopt(easy_, CURLOPT_CURLU, nullptr);
+  libcurl().easySetopt(easy_, CURLOPT_HTTPHEADER, nullptr);
+  libcurl().easySetopt(easy_, CURLOPT_CURLU, nullptr);
 
   if (thrown_) std::rethrow_exception(thrown_);
   if (timedOut_) throwError("request", url.string(), CURLE_OPERATION_TIMEDOUT);
