@@ -1,13 +1,14 @@
-"""What surrounds a run and must not matter: the variables of its environment. Every command is run, in the order of an
-update."""
+"""What surrounds a run and must not matter: the variables of its environment, and files that nobody named to it. Every
+command is run, in the order of an update."""
 
 import json
 import os
 import re
 import subprocess
+import tempfile
 
 from install_world import PROGRAMS, InstallScenario, InstallWorld, wait_until
-from world import INVALID_ARGUMENTS, enter, failure, options, run_quietly
+from world import INVALID_ARGUMENTS, TRUSTED_ROOTS, enter, failure, options, run_quietly, traceable_environment
 
 # What is there before anything of the program runs; the loader reads its own variables whatever a program does.
 LOADERS_OWN = re.compile(r"LD_|GLIBC_TUNABLES$")
@@ -19,7 +20,14 @@ NOTORIOUS = ("ALL_PROXY", "GNUTLS_DEBUG_LEVEL", "GNUTLS_SYSTEM_PRIORITY_FILE", "
              "LDAPCONF", "LOCALDOMAIN", "LOCPATH", "MALLOC_CHECK_", "NETTLE_FAT_VERBOSE", "NLSPATH", "OPENSSL_CONF",
              "OPENSSL_MODULES", "OPENSSL_ia32cap", "P11_KIT_DEBUG", "P11_KIT_STRICT", "RES_OPTIONS", "RESOLV_HOST_CONF",
              "SSLKEYLOGFILE", "SSL_CERT_FILE", "TZ", "http_proxy")
+OWN_LIBRARIES = {"libc.so.6", "libcrypto.so.3", "libgcc_s.so.1", "libm.so.6", "libplist-2.0.so.3", "libsodium.so.23",
+                 "libstdc++.so.6"}
+# The C library looks there for any conversion of a time, and for the number of processors.
+TIME_ZONE, PROCESSORS = "/etc/localtime", "/sys/devices/system/cpu/online"
+NAME_LOOKUP = {"/etc/gai.conf", "/etc/host.conf", "/etc/hosts", "/etc/nsswitch.conf", "/etc/resolv.conf"}
 UUID = re.compile(rb"[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}")
+OPENING = re.compile(r'^(?:open|openat|openat2|creat)\((?:(?:AT_FDCWD|\d+)<([^>]*)>, )?"([^"]*)"', re.MULTILINE)
+LIBRARY = re.compile(r"(?:/usr)?/lib(?:64)?/(?:[^/]+/)*(lib[^/]+\.so(?:\.[0-9]+)*)")
 
 
 def loaded_with(path):
@@ -109,6 +117,43 @@ class Surroundings(InstallScenario):
                 done = subprocess.run([self.world.updater], env={name: value}, stdin=subprocess.DEVNULL, capture_output=True,
                                       check=False, timeout=120)
                 self.assertEqual((done.stdout, done.stderr, done.returncode), (failure(INVALID_ARGUMENTS), b"", 1), name)
+
+    # Files
+
+    def opened_by(self, *words):
+        """The output of a program, and the paths of all that it tried to open; not what its children opened."""
+        with tempfile.TemporaryDirectory(dir=self.world.folder) as folder:
+            done = subprocess.run(["strace", "-ff", "-y", "-s", "4096", "-e", "signal=none", "-e",
+                                   "trace=open,openat,openat2,creat,execve", "-o", folder + "/trace", *words],
+                                  env=traceable_environment(), stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, timeout=240)
+            found = set()
+            for name in os.listdir(folder):
+                with open(os.path.join(folder, name)) as file:
+                    calls = file.read()
+                # A child begins as a copy of this program, which ends where it becomes another.
+                if calls.startswith("execve(") and '"%s"' % words[0] in calls.split("\n", 1)[0] or "execve(" not in calls:
+                    found |= {os.path.normpath(os.path.join(where, path)) for where, path in OPENING.findall(calls)}
+        return done.stdout, {path for path in found if not (path + "/").startswith(self.world.folder + "/")}
+
+    def test_nothing_is_opened_that_nobody_named(self):
+        for_transfers = {os.path.basename(path) for path in run_quietly("ldd", library("libcurl.so.4")).stdout.decode().split()}
+        surplus = {}
+
+        def run(name, *arguments):
+            output, paths = self.opened_by(self.world.updater, *([name, *arguments] if arguments else []))
+            allowed = {"/dev/null", "/etc/ld.so.cache"}
+            libraries = set(OWN_LIBRARIES)
+            if name == "check-and-stage":
+                allowed |= NAME_LOOKUP | {TRUSTED_ROOTS, TIME_ZONE}
+                libraries |= for_transfers | {"libcurl.so.4"}
+            if name in ("prepare-install", "apply-install"):
+                allowed |= {TIME_ZONE, PROCESSORS}
+            surplus[name] = sorted(path for path in paths - allowed
+                                   if not (LIBRARY.fullmatch(path) and os.path.basename(path) in libraries))
+            return json.loads(output or b"null")
+
+        self.commands(run)
+        self.assertEqual(surplus, {name: [] for name in surplus})
 
 
 if __name__ == "__main__":

@@ -46,17 +46,23 @@ CurlHTTPSSession::CurlHTTPSSession(FileSystem& files, std::shared_ptr<HTTPSSessi
     : files_(files),
       delegate_(std::move(delegate)),
       destination_(std::move(destination)),
-      settings_(std::move(settings)),
-      easy_(nullptr, curl_easy_cleanup) {
-  curl::check(curl::libcurl().globalInit(CURL_GLOBAL_DEFAULT), "ready", "libcurl");
-  easy_.reset(curl::libcurl().easyInit());
-  if (!easy_) throw std::bad_alloc();
-  configure(easy_.get(), settings_);
+      settings_(std::move(settings)) {}
+
+CURL* CurlHTTPSSession::easy() {
+  if (!easy_) {
+    const auto& library = curl::libcurl();
+    curl::check(library.globalInit(CURL_GLOBAL_DEFAULT), "ready", "libcurl");
+    Handle made(library.easyInit(), library.easyCleanup);
+    if (!made) throw std::bad_alloc();
+    configure(made.get(), settings_);
+    easy_ = std::move(made);
+  }
+  return easy_.get();
 }
 
 curl::Exchange CurlHTTPSSession::perform(const HTTPSRequest& request, HTTPSSessionDelegate& delegate,
                                          std::uint64_t byteLimit, const curl::BodySink& sink) {
-  curl::Transfer transfer(easy_.get(), request, settings_.timeouts);
+  curl::Transfer transfer(easy(), request, settings_.timeouts);
   URL url = request.url;
   for (int redirectCount = 0;; ++redirectCount) {
     auto exchange = transfer.perform(url, byteLimit, sink);

@@ -34,11 +34,16 @@ class CurlHTTPSSession final : public HTTPSSession {
   [[nodiscard]] curl::Exchange perform(const HTTPSRequest& request, HTTPSSessionDelegate& delegate,
                                        std::uint64_t byteLimit, const curl::BodySink& sink);
 
+  using Handle = std::unique_ptr<CURL, decltype(&curl_easy_cleanup)>;
+
+  /// The handle of all tasks, which the first of them makes: nothing is loaded for a URL that is refused.
+  [[nodiscard]] CURL* easy();
+
   FileSystem& files_;
   std::shared_ptr<HTTPSSessionDelegate> delegate_;
   Path destination_;
   CurlSessionSettings settings_;
-  std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> easy_;
+  Handle easy_{nullptr, nullptr};
 };
 
 class CurlHTTPSSessionFactory final : public HTTPSSessionFactory {
