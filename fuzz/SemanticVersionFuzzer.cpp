@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "platform/Bytes.h"
-#include "trust/NumericSystemVersion.h"
+#include "platform/NumericSystemVersion.h"
 #include "trust/SemanticVersion.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

@@ -1,10 +1,10 @@
 #include "frontend/CheckAndStage.h"
 
+#include "platform/NumericSystemVersion.h"
 #include "platform/PlatformError.h"
 #include "retrieval/UpdaterService.h"
 #include "staging/UpdateInstallHandoffPolicy.h"
 #include "staging/VerifiedArtifactStager.h"
-#include "trust/NumericSystemVersion.h"
 #include "trust/UpdateManifestVerifier.h"
 #include "trust/UpdateSecurityError.h"
 
@@ -34,11 +34,11 @@ class DownloadedArtifact {
   Path file_;
 };
 
-bool runsOn(const OperatingSystemVersion& running, const UpdateManifest& manifest) {
-  const auto dotted =
-      std::to_string(running.major) + "." + std::to_string(running.minor) + "." + std::to_string(running.patch);
-  const auto minimum = NumericSystemVersion::parse(manifest.minimumSystemVersion);
-  return NumericSystemVersion::parse(dotted) >= minimum;
+bool runsOn(const NumericSystemVersion& running, const UpdateManifest& manifest) {
+  // Never compared as it comes out of the parser: any version is newer than an absent one.
+  const auto minimum = unwrap(NumericSystemVersion::parse(manifest.minimumSystemVersion),
+                              UpdateSecurityError::invalidMinimumSystemVersion);
+  return running >= minimum;
 }
 
 UpdateHelperResponse respond(Outcome outcome, const UpdateManifest& manifest, std::string_view message) {

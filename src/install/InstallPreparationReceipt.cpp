@@ -1,6 +1,7 @@
 #include "install/InstallPreparationReceipt.h"
 
 #include "trust/CanonicalJSON.h"
+#include "trust/JSONObject.h"
 
 namespace brindlewick {
 
@@ -14,7 +15,8 @@ std::optional<Bytes> InstallPreparationReceipt::encode() const {
 }
 
 std::optional<InstallPreparationReceipt> InstallPreparationReceipt::decode(ByteView json) {
-  const auto object = JSONObject::parse(json);
+  const auto object = JSONObject::parse(
+      json, {"schemaVersion", "applicationIdentifier", "version", "build", "artifactSHA256", "candidateDirectoryName"});
   if (!object) return std::nullopt;
   auto schemaVersion = object->integer("schemaVersion");
   auto applicationIdentifier = object->string("applicationIdentifier");

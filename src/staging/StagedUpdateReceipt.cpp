@@ -1,6 +1,7 @@
 #include "staging/StagedUpdateReceipt.h"
 
 #include "trust/CanonicalJSON.h"
+#include "trust/JSONObject.h"
 
 namespace brindlewick {
 
@@ -15,7 +16,8 @@ std::optional<Bytes> StagedUpdateReceipt::encode() const {
 }
 
 std::optional<StagedUpdateReceipt> StagedUpdateReceipt::decode(ByteView json) {
-  const auto object = JSONObject::parse(json);
+  const auto object = JSONObject::parse(json, {"schemaVersion", "version", "build", "artifactFileName",
+                                               "artifactSHA256", "manifestPayload", "manifestSignature"});
   if (!object) return std::nullopt;
   auto schemaVersion = object->integer("schemaVersion");
   auto version = object->string("version");

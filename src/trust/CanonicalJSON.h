@@ -1,10 +1,8 @@
 #pragma once
 
 #include <cstdint>
-#include <initializer_list>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -25,21 +23,5 @@ using Members = std::vector<std::pair<std::string, Value>>;
 [[nodiscard]] std::optional<Bytes> encode(const Members& members);
 
 }  // namespace CanonicalJSON
-
-/// A flat JSON object as it was read, asked for its members by name and type. Strict: an integer is a number written
-/// without fraction or exponent in the signed 64-bit range, true is no number, and a repeated key is refused, because
-/// readers differ about which one counts.
-class JSONObject {
- public:
-  /// Absent when the bytes are not one JSON object (RFC 8259). Survives any input.
-  [[nodiscard]] static std::optional<JSONObject> parse(ByteView text);
-
-  /// Absent when the member is missing or of another type.
-  [[nodiscard]] std::optional<std::string> string(std::string_view key) const;
-  [[nodiscard]] std::optional<std::int64_t> integer(std::string_view key) const;
-
- private:
-  CanonicalJSON::Members members_;
-};
 
 }  // namespace brindlewick

@@ -1,11 +1,12 @@
 #include "trust/SignedUpdateManifestEnvelope.h"
 
 #include "trust/CanonicalJSON.h"
+#include "trust/JSONObject.h"
 
 namespace brindlewick {
 
 std::optional<SignedUpdateManifestEnvelope> SignedUpdateManifestEnvelope::decode(ByteView json) {
-  const auto object = JSONObject::parse(json);
+  const auto object = JSONObject::parse(json, {"payload", "signature"});
   if (!object) return std::nullopt;
   auto payload = object->string("payload");
   auto signature = object->string("signature");

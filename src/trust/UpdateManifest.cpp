@@ -3,12 +3,14 @@
 #include <algorithm>
 
 #include "trust/CanonicalJSON.h"
+#include "trust/JSONObject.h"
 #include "trust/UpdateSecurityError.h"
 
 namespace brindlewick {
 
 std::optional<UpdateManifest> UpdateManifest::decode(ByteView json) {
-  const auto object = JSONObject::parse(json);
+  const auto object = JSONObject::parse(json, {"schemaVersion", "appIdentifier", "version", "build",
+                                               "minimumSystemVersion", "artifactURL", "artifactSHA256"});
   if (!object) return std::nullopt;
   auto schemaVersion = object->integer("schemaVersion");
   auto appIdentifier = object->string("appIdentifier");

@@ -4,9 +4,9 @@
 
 #include "platform/AsciiText.h"
 #include "platform/Ed25519.h"
+#include "platform/NumericSystemVersion.h"
 #include "platform/TextCoding.h"
 #include "platform/URL.h"
-#include "trust/NumericSystemVersion.h"
 #include "trust/SemanticVersion.h"
 #include "trust/UpdateSecurityError.h"
 

@@ -82,6 +82,19 @@ class SignManifest(Scenario):
                 out.write(content)
             self.assert_failed(self.sign(), MALFORMED_KEY)
 
+    def test_takes_any_blanks_around_the_key_and_no_other_text(self):
+        key = self.read(self.key).strip()
+        for blanks in (b"", b" \t\n\v\f\r" * 1000, b"\n" * 500_000, "\u0085\u00a0\u2003\u2028\u3000".encode() * 100):
+            with open(self.key, "wb") as out:
+                out.write(blanks + key + blanks)
+            self.assertEqual(self.sign().answer["publicKeyBase64"], self.public_key)
+        slashes = base64.b64encode(b"\xff" * 32)
+        for content in (slashes.replace(b"//", b"\xc3\xa9", 1), slashes.replace(b"//", b"\xff\xfe", 1), key + b"\n" * 1_048_576,
+                        key + b"\xa0", b"\xef\xbb\xbf" + key, key[:20] + b"\n" + key[20:]):
+            with open(self.key, "wb") as out:
+                out.write(content)
+            self.assert_failed(self.sign(), MALFORMED_KEY)
+
     def test_never_writes_over_the_key_or_the_archive(self):
         before = tree(self.folder), self.read(self.key), self.read(self.archive)
         for output in (self.key, self.archive, os.path.dirname(self.key) + "/./key", self.home + "/../key"):

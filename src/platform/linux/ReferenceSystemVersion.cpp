@@ -2,6 +2,6 @@
 
 namespace brindlewick {
 
-OperatingSystemVersion ReferenceSystemVersion::running() { return {BRINDLEWICK_REFERENCE_MACOS_NUMBERS}; }
+NumericSystemVersion ReferenceSystemVersion::running() { return {BRINDLEWICK_REFERENCE_MACOS_NUMBERS}; }
 
 }  // namespace brindlewick

@@ -8,7 +8,7 @@ namespace brindlewick {
 /// publisher's machine runs none.
 class ReferenceSystemVersion final : public SystemVersion {
  public:
-  [[nodiscard]] OperatingSystemVersion running() override;
+  [[nodiscard]] NumericSystemVersion running() override;
 };
 
 }  // namespace brindlewick

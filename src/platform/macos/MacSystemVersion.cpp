@@ -8,12 +8,12 @@
 
 namespace brindlewick {
 
-OperatingSystemVersion MacSystemVersion::running() {
+NumericSystemVersion MacSystemVersion::running() {
   constexpr const char* name = "kern.osproductversion";
   std::array<char, 64> text{};
   auto byteCount = text.size() - 1;  // a terminating NUL remains in any case
   if (::sysctlbyname(name, text.data(), &byteCount, nullptr, 0) != 0) posix::throwErrno("read", name);
-  const auto version = OperatingSystemVersion::parse(text.data());
+  const auto version = NumericSystemVersion::parse(text.data());
   if (!version) posix::throwErrno("understand", name, EINVAL);
   return *version;
 }

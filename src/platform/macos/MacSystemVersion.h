@@ -7,7 +7,7 @@ namespace brindlewick {
 /// The macOS version that the kernel names.
 class MacSystemVersion final : public SystemVersion {
  public:
-  [[nodiscard]] OperatingSystemVersion running() override;
+  [[nodiscard]] NumericSystemVersion running() override;
 };
 
 }  // namespace brindlewick

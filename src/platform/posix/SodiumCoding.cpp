@@ -5,6 +5,7 @@
 #include <new>
 #include <stdexcept>
 
+#include "platform/AsciiText.h"
 #include "platform/SecretBytes.h"
 #include "platform/TextCoding.h"
 #include "platform/posix/Sodium.h"
@@ -12,8 +13,12 @@
 namespace brindlewick {
 namespace {
 
+bool isBase64Character(char c) { return isAsciiLetter(c) || isAsciiDigit(c) || c == '+' || c == '/' || c == '='; }
+
 /// Decodes into `target`, which must hold 3 bytes for every 4 characters. Absent for anything but strict base64.
 std::optional<std::size_t> decodeInto(std::span<std::uint8_t> target, std::string_view text) {
+  // The library compares characters as signed numbers and so takes every byte from 0x80 on for a "/".
+  if (!std::ranges::all_of(text, isBase64Character)) return std::nullopt;
   std::size_t byteCount = 0;
   const char* end = nullptr;
   if (sodium_base642bin(target.data(), target.size(), text.data(), text.size(), nullptr, &byteCount, &end,

@@ -136,31 +136,6 @@ TEST(Ed25519, takesOnlySeedsOf32Bytes) {
   EXPECT_TRUE(Ed25519PrivateKey::fromSeed(Bytes(32)));
 }
 
-TEST(Base64, isTheStandardOne) {
-  // RFC 4648, section 10.
-  const std::pair<const char*, const char*> published[] = {{"", ""},
-                                                           {"f", "Zg=="},
-                                                           {"fo", "Zm8="},
-                                                           {"foo", "Zm9v"},
-                                                           {"foob", "Zm9vYg=="},
-                                                           {"fooba", "Zm9vYmE="},
-                                                           {"foobar", "Zm9vYmFy"}};
-  for (const auto& [text, encoded] : published) {
-    EXPECT_EQ(encodeBase64(asBytes(text)), encoded);
-    EXPECT_EQ(asText(decodeBase64(encoded).value()), text);
-    EXPECT_EQ(asText(decodeSecretBase64(encoded).value().view()), text);
-  }
-  EXPECT_EQ(encodeBase64(Bytes{0xFB, 0xFF}), "+/8=");
-}
-
-TEST(Base64, isDecodedStrictly) {
-  for (const char* text :
-       {"Zg", "Zg=", "Zg===", "Z", "Zm9v\n", " Zm9v", "Zm 9v", "Zm9v=", "Zh==", "-_8=", "Zg==Zg==", "=", "===="}) {
-    EXPECT_FALSE(decodeBase64(text)) << text;
-    EXPECT_FALSE(decodeSecretBase64(text)) << text;
-  }
-}
-
 TEST(RandomUUID, isVersion4InUpperCaseAndNeverTheSame) {
   const auto uuid = randomUUID();
   ASSERT_EQ(uuid.size(), 36U);

@@ -6,7 +6,6 @@
 
 #include "support/Fails.h"
 #include "support/SignedFeed.h"
-#include "trust/SignedUpdateManifestEnvelope.h"
 #include "trust/UpdateSecurityError.h"
 
 namespace brindlewick {
@@ -75,23 +74,6 @@ INSTANTIATE_TEST_SUITE_P(
         Spelling{"notJSON", [](auto) { return "manifest"; }}, Spelling{"empty", [](auto) { return ""; }},
         Spelling{"anArray", [](auto text) { return "[" + text + "]"; }}),
     [](const auto& info) { return info.param.name; });
-
-TEST(SignedUpdateManifestEnvelope, isWrittenWithThePayloadFirst) {
-  EXPECT_EQ(asText(CanonicalSignedEnvelope::encode({"cGF5/+8=", "c2ln"}).value()),
-            R"({"payload":"cGF5/+8=","signature":"c2ln"})");
-}
-
-TEST(SignedUpdateManifestEnvelope, ignoresOtherMembersAndLayout) {
-  const auto envelope =
-      SignedUpdateManifestEnvelope::decode(asBytes("{ \"signature\" : \"s\",\n\"note\":[1],\"payload\":\"p\" }\n"));
-  EXPECT_EQ(envelope, (SignedUpdateManifestEnvelope{"p", "s"}));
-}
-
-TEST(SignedUpdateManifestEnvelope, needsBothTexts) {
-  for (const char* json : {R"({"payload":"p"})", R"({"signature":"s"})", R"({"payload":1,"signature":"s"})",
-                           R"({"payload":null,"signature":"s"})", R"(["p","s"])"})
-    EXPECT_EQ(SignedUpdateManifestEnvelope::decode(asBytes(json)), std::nullopt) << json;
-}
 
 }  // namespace
 }  // namespace brindlewick

@@ -125,6 +125,35 @@ TEST(UpdateManifestVerifier, ignoresAnExtraMemberOfTheEnvelope) {
   EXPECT_TRUE(feed.verify().isNewer);
 }
 
+/// Each "/" of a base64 text in turn, replaced by each byte that is beyond ASCII. A decoder that compares characters as
+/// signed numbers takes every such byte for a "/".
+std::vector<std::string> textsWithForeignBytes(const std::string& base64) {
+  std::vector<std::string> texts;
+  for (auto at = base64.find('/'); at != std::string::npos; at = base64.find('/', at + 1)) {
+    for (int byte = 0x80; byte <= 0xFF; ++byte)
+      texts.push_back(std::string(base64).replace(at, 1, 1, static_cast<char>(byte)));
+  }
+  return texts;
+}
+
+TEST(UpdateManifestVerifier, refusesAKeyWithAByteBeyondASCIIAsMalformed) {
+  std::uint8_t number = 1;
+  while (testing::publicKeyBase64(number).find('/') == std::string::npos) ++number;
+  for (const auto& text : textsWithForeignBytes(testing::publicKeyBase64(number))) {
+    Feed feed;
+    feed.publicKey = text;
+    EXPECT_THAT([&] { static_cast<void>(feed.verify()); }, fails(malformedPublicKey)) << text;
+  }
+}
+
+TEST(UpdateManifestVerifier, refusesAnEnvelopeWithATextBeyondASCIIAsMalformed) {
+  Feed feed;
+  const auto signature = [&feed] { return feed.verify().envelope.signature; };
+  while (signature().find("//") == std::string::npos) ++feed.manifest.build;
+  feed.tamper = [](auto& envelope) { envelope.signature.replace(envelope.signature.find("//"), 2, "\xC3\xA9"); };
+  EXPECT_THAT([&] { static_cast<void>(feed.verify()); }, fails(malformedEnvelope));
+}
+
 TEST(UpdateManifestVerifier, refusesSignaturesOfOtherLengthsAsMalformed) {
   for (const std::size_t byteCount : {0U, 1U, 63U, 65U, 128U}) {
     Feed feed;

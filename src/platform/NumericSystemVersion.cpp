@@ -1,4 +1,4 @@
-#include "trust/NumericSystemVersion.h"
+#include "platform/NumericSystemVersion.h"
 
 #include <array>
 
