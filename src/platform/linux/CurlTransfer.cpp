@@ -78,6 +78,7 @@ Exchange Transfer::perform(const URL& url, std::uint64_t byteLimit, const BodySi
   sink_ = &sink;
   exchange_ = {};
   isRedirect_ = false;
+  redirectByteCount_ = 0;
   watchdog_.expectAnswer();
 
   const auto code = curl_easy_perform(easy_);
@@ -95,6 +96,8 @@ Exchange Transfer::perform(const URL& url, std::uint64_t byteLimit, const BodySi
 
 void Transfer::readHeadLine(std::string_view line) {
   watchdog_.startIdling();
+  headByteCount_ += line.size();
+  if (headByteCount_ > maximumHeadByteCount) throwError("request", request_.url.string(), CURLE_WEIRD_SERVER_REPLY);
   const ResponseHead head(easy_);
   // The empty line ends a head; one of an interim response is not the answer yet.
   if ((line == "\r\n" || line == "\n") && !head.isInterim()) considerHead(head);
@@ -107,12 +110,14 @@ void Transfer::considerHead(const ResponseHead& head) {
   if (isRedirect_) exchange_.location = head.location();
   // Nobody wants a body that is refused for its declared length: what follows of it is left unread.
   const auto& declared = exchange_.response.expectedByteCount;
-  exchange_.stopped = !isRedirect_ && declared && *declared > byteLimit_;
+  exchange_.stopped = declared && *declared > (isRedirect_ ? maximumRedirectByteCount : byteLimit_);
 }
 
 void Transfer::readBody(ByteView bytes) {
   watchdog_.stopIdling();
-  exchange_.stopped = exchange_.stopped || !(isRedirect_ || (*sink_)(bytes));
+  redirectByteCount_ += isRedirect_ ? bytes.size() : 0;
+  const bool isWanted = isRedirect_ ? redirectByteCount_ <= maximumRedirectByteCount : (*sink_)(bytes);
+  exchange_.stopped = exchange_.stopped || !isWanted;
   watchdog_.startIdling();
 }
 

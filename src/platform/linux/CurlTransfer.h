@@ -23,13 +23,19 @@ struct Exchange {
   HTTPSResponse response;
   /// The Location header of a redirect.
   std::optional<std::string> location;
-  /// The sink wanted no more, or the declared length was beyond the limit.
+  /// The sink wanted no more, or the declared length was beyond the limit; or a redirect's body was too long to read.
   bool stopped = false;
 };
 
-/// One task: a request, the redirects that it leads through, and the clock that runs over all of them.
+/// One task: a request, the redirects that it leads through, and the limits that hold over all of them.
 class Transfer {
  public:
+  /// How long all heads of a task, those of interim responses and redirects among them, and all trailers may be
+  /// together. libcurl keeps them, and puts no bound on trailers and interim responses.
+  static constexpr std::size_t maximumHeadByteCount = 65'536;
+  /// How much of a redirect's body is read, which nobody wants: a little, since then the connection can serve again.
+  static constexpr std::uint64_t maximumRedirectByteCount = 65'536;
+
   /// `easy` carries the session's settings and connections, `sockets` those of the latter. The time begins now. Throws
   /// PlatformError.
   Transfer(CURL* easy, TransferSockets& sockets, const HTTPSRequest& request, const TransferTimeouts& timeouts);
@@ -55,6 +61,7 @@ class Transfer {
   CURL* easy_;
   TransferSockets& sockets_;
   const HTTPSRequest& request_;
+  std::uint64_t headByteCount_ = 0;
   std::exception_ptr thrown_;
 
   // Of the exchange that is under way.
@@ -62,6 +69,7 @@ class Transfer {
   const BodySink* sink_ = nullptr;
   Exchange exchange_;
   bool isRedirect_ = false;
+  std::uint64_t redirectByteCount_ = 0;
 
   TransferWatchdog watchdog_;
 };
