@@ -1,9 +1,9 @@
-"""What surrounds a body has bounds too: heads, trailers, the bodies of redirects; and memory stays
+"""What surrounds a body has bounds too: heads, trailers, the bodies of redirects, declared lengths; and memory stays
 flat under each server that sends without end."""
 
 import world
 from flooding_server import CHUNKED, FloodingServer
-from retrieval_test import INVALID_RESPONSE, Dishonest
+from retrieval_test import ARTIFACT_TOO_LARGE, CAP, INVALID_RESPONSE, MANIFEST_TOO_LARGE, Dishonest
 
 HEAD_BOUND = 65_536
 REDIRECT_BODY_BOUND = 65_536
@@ -106,7 +106,7 @@ class RedirectBodies(Endless):
         self.assert_flat_memory(self.server.url + "/manifest.json")
 
     def test_without_end_leave_a_refused_redirect_what_it_is(self):
-        for length in (b"X: 1", b"Content-Length: %d" % (1 << 62)):
+        for length in (b"X: 1", b"Content-Length: %d" % (1 << 62), b"Content-Length: %d" % (1 << 63)):
             for path in ("/a.zip", "/manifest.json"):
                 route = self.endless(self.start(b"http://localhost/", length), b"z" * 65536)
                 self.assert_left(path, route, INVALID_RESPONSE)
@@ -119,6 +119,61 @@ class RedirectBodies(Endless):
             # It breaks off, which only a reader notices.
             self.server.routes["/manifest.json"] = lambda exchange: exchange.send(head + b"moved")
             self.assertEqual(self.check(current_version="9.0.0").answer["outcome"], outcome)
+
+
+class DeclaredLengths(Dishonest):
+    def serve(self, path, *lines, status=b"200 OK", chunked=False):
+        with open(self.archive if path == "/a.zip" else self.manifest, "rb") as file:
+            body = file.read()
+        fields = b"".join(b"Content-Length:" + line.replace(b"N", b"%d" % len(body)) + b"\r\n" for line in lines)
+        if chunked:
+            fields += b"Transfer-Encoding: chunked\r\n"
+            body = b"%x\r\n%s\r\n0\r\n\r\n" % (len(body), body)
+        response = b"HTTP/1.1 " + status + b"\r\n" + fields + b"\r\n" + body
+        self.server.routes[path] = lambda exchange: exchange.send(response)
+
+    def each(self, check, *lines, **options):
+        """Calls `check` with the manifest served so, then with the archive."""
+        for path in ("/manifest.json", "/a.zip"):
+            honest = self.server.routes[path]
+            self.serve(path, *lines, **options)
+            with self.subTest(path=path, lines=lines, **options):
+                check(path)
+            self.server.routes[path] = honest
+
+    def refused_with(self, manifest_message, artifact_message=None):
+        def check(path):
+            self.assert_failed(self.check(), (artifact_message if path == "/a.zip" else None) or manifest_message)
+            self.assert_nothing_staged()
+        return check
+
+    def staged(self, _):
+        self.assert_staged(self.check())
+
+    TOO_LONG = (b" 9223372036854775808", b" 18446744073709551615", b" 18446744073709551616", b" 99999999999999999999",
+                b" " + b"9" * 400, b" 9223372036854775808, 9223372036854775808")
+
+    def test_beyond_64_bits_are_larger_than_any_limit(self):
+        for line in self.TOO_LONG:
+            self.each(self.refused_with(MANIFEST_TOO_LARGE, ARTIFACT_TOO_LARGE), line)
+
+    def test_beyond_64_bits_count_only_after_the_status(self):
+        for line in self.TOO_LONG:
+            self.each(self.refused_with(INVALID_RESPONSE), line, status=b"404 x")
+
+    def test_count_nothing_with_chunked_coding(self):
+        for lines in ([b" 9223372036854775808"], [b" %d" % (CAP + 1)], [b" 1"], [b" 5", b" 6"], [b" 5, 6"]):
+            self.each(self.staged, *lines, chunked=True)
+
+    def test_may_be_said_more_than_once(self):
+        for lines in ([b"N"], [b"\tN\t "], [b" N", b" N"], [b" N, N"], [b" N ,N", b" N"], [b" " + b"0" * 400 + b"N"]):
+            self.each(self.staged, *lines)
+
+    def test_that_are_none_are_a_broken_transfer(self):
+        for lines in ([b""], [b" "], [b" -5"], [b" +N"], [b" 0x10"], [b" N N"], [b" N,"], [b" ,N"], [b" N, 6"],
+                      [b" N;x"], [b" N.0"], [b" \"N\""], [b" N", b" 6"], [b" 6", b" N"], [b" N", b" -1"],
+                      [b" 9223372036854775808", b" N"]):
+            self.each(self.refused_with(world.FAILED_SAFELY), *lines)
 
 
 class Floods(Endless):

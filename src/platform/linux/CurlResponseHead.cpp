@@ -1,8 +1,25 @@
 #include "platform/linux/CurlResponseHead.h"
 
-#include "platform/HTTPSSession.h"
+#include <string_view>
+#include <vector>
+
+#include "platform/linux/ContentLength.h"
+#include "platform/linux/CurlError.h"
 
 namespace brindlewick::curl {
+namespace {
+
+/// The lines with a name, in their order. They last until libcurl is asked again.
+std::vector<std::string_view> linesOf(CURL* easy, const char* name) {
+  std::vector<std::string_view> lines;
+  curl_header* header = nullptr;
+  while (curl_easy_header(easy, name, lines.size(), CURLH_HEADER, -1, &header) == CURLHE_OK)
+    lines.emplace_back(header->value);
+  return lines;
+}
+
+}  // namespace
+
 long ResponseHead::status() const noexcept {
   long status = 0;
   curl_easy_getinfo(easy_, CURLINFO_RESPONSE_CODE, &status);
@@ -15,15 +32,18 @@ bool ResponseHead::isRedirect() const noexcept {
 }
 
 std::optional<std::string> ResponseHead::location() const {
-  curl_header* header = nullptr;
-  if (curl_easy_header(easy_, "Location", 0, CURLH_HEADER, -1, &header) != CURLHE_OK) return std::nullopt;
-  return header->value;
+  const auto lines = linesOf(easy_, "Location");
+  if (lines.empty()) return std::nullopt;
+  return std::string(lines.front());
 }
 
 std::optional<std::uint64_t> ResponseHead::declaredByteCount() const {
-  curl_off_t length = -1;
-  curl_easy_getinfo(easy_, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
-  return brindlewick::declaredByteCount(length);
+  const bool hasNoBody = status() == 204 || status() == 304;
+  const auto lines = linesOf(easy_, "Content-Length");
+  if (hasNoBody || lines.empty() || !linesOf(easy_, "Transfer-Encoding").empty()) return std::nullopt;
+  const auto length = contentLength(lines);
+  if (!length) throwError("read", "Content-Length", CURLE_WEIRD_SERVER_REPLY);
+  return length;
 }
 
 }  // namespace brindlewick::curl

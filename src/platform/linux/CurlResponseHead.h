@@ -20,7 +20,9 @@ class ResponseHead {
   /// The first Location header.
   [[nodiscard]] std::optional<std::string> location() const;
 
-  /// The length of the body, if one was declared.
+  /// The length of the body, if one was declared: with a transfer coding, and where there is no body (204, 304),
+  /// Content-Length declares nothing (RFC 9112, section 6.3). Throws PlatformError when Content-Length is there and
+  /// says no length, since then nobody can tell where the body ends.
   [[nodiscard]] std::optional<std::uint64_t> declaredByteCount() const;
 
  private:
