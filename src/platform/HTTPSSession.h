@@ -71,7 +71,7 @@ struct HTTPSDownloadResult {
 /// for redirects too; TLS 1.2 or newer with the system's trusted roots.
 ///
 /// A transfer ends with PlatformError when it cannot connect, is not answered in the request's time, stays idle for
-/// 30 s, takes longer than 300 s altogether, follows too many redirects, or breaks off.
+/// 30 s, takes longer than 300 s altogether, follows too many redirects, has heads that never end, or breaks off.
 class HTTPSSession {
  public:
   virtual ~HTTPSSession() = default;

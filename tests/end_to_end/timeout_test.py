@@ -24,6 +24,7 @@ class Timeouts(Scenario):
             "/stalls": self.stall,
             "/drips": self.drip,
             "/slow-head": self.slow_head,
+            "/extensions": self.extend,
             "/loop": self.loop})
         self.addCleanup(self.server.close)
 
@@ -40,6 +41,11 @@ class Timeouts(Scenario):
         exchange.send(b"HTTP/1.1 200 OK\r\n")
         while not self.done.wait(0.05):
             exchange.send(b"X-Wait: 1\r\n")
+
+    def extend(self, exchange):
+        exchange.send(b"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5")
+        while not self.done.is_set():
+            exchange.send(b";x" * 4096)
 
     def loop(self, exchange):
         self.done.wait(0.2)
@@ -72,6 +78,10 @@ class Timeouts(Scenario):
     def test_end_a_body_that_stalls(self):
         for mode in ("data", "download"):
             self.assertEqual(self.probe(mode, "/stalls", idle=500), TIMED_OUT)
+
+    def test_end_a_chunk_whose_extensions_never_end(self):
+        for mode in ("data", "download"):
+            self.assertEqual(self.probe(mode, "/extensions", idle=500), TIMED_OUT)
 
     def test_end_a_drip_only_when_the_whole_takes_too_long(self):
         for mode in ("data", "download"):

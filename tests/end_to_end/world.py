@@ -4,6 +4,7 @@ the system's trust store of this world holds, an honest feed on nginx, and runs 
 The program under test is the one that ships, unchanged: what it trusts is decided by the files of this world.
 """
 
+import fcntl
 import json
 import os
 import re
@@ -12,6 +13,7 @@ import signal
 import socket
 import ssl
 import stat
+import struct
 import subprocess
 import sys
 import tempfile
@@ -25,12 +27,14 @@ TEMPORARY_NAME = re.compile(r"^\.Brindlewick|[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-
 INVALID_ARGUMENTS = "The updater was invoked with an invalid configuration."
 
 
-def enter(make_world=None, programs=1):
+def enter(make_world=None, programs=1, own_network=False):
     """Runs this script again inside namespaces of its own. Call it before anything else. The first arguments of the
-    script name programs; the rest is for unittest."""
+    script name programs; the rest is for unittest. A network of its own has nothing but loopback, with every port."""
     if os.environ.get("BRINDLEWICK_WORLD") != "entered":
         os.environ["BRINDLEWICK_WORLD"] = "entered"
-        os.execvp("unshare", ["unshare", "-Urm", sys.executable, "-B"] + sys.argv)
+        os.execvp("unshare", ["unshare", "-Urmn" if own_network else "-Urm", sys.executable, "-B"] + sys.argv)
+    if own_network:
+        switch_on_loopback()
     folder = tempfile.mkdtemp(prefix="brindlewick-world.", dir="/var/tmp")
     try:
         world = (make_world or World)(folder)
@@ -45,6 +49,12 @@ def enter(make_world=None, programs=1):
         print("A test was skipped or none ran.", file=sys.stderr)
         sys.exit(1)
     sys.exit(0 if result.wasSuccessful() else 1)
+
+
+def switch_on_loopback():
+    set_flags, up = 0x8914, 1  # SIOCSIFFLAGS, IFF_UP
+    with socket.socket() as any_socket:
+        fcntl.ioctl(any_socket, set_flags, struct.pack("16sh14x", b"lo", up))
 
 
 def run_quietly(*arguments, **options):

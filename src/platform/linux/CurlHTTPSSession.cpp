@@ -12,8 +12,18 @@ namespace {
 /// How much libcurl hands over at once.
 constexpr std::size_t bufferByteCount = 512 * 1024;
 
+curl_socket_t openSocket(void* sockets, curlsocktype, curl_sockaddr* address) noexcept {
+  const auto socket =
+      static_cast<TransferSockets*>(sockets)->open(address->family, address->socktype, address->protocol);
+  return socket < 0 ? CURL_SOCKET_BAD : socket;
+}
+
+int closeSocket(void* sockets, curl_socket_t socket) noexcept {
+  return static_cast<TransferSockets*>(sockets)->close(socket);
+}
+
 /// The settings of every request. Whatever libcurl would take from elsewhere is named and switched off.
-void configure(CURL* easy, const CurlSessionSettings& settings) {
+void configure(CURL* easy, const CurlSessionSettings& settings, TransferSockets& sockets) {
   const auto set = [easy](CURLoption option, auto value) {
     curl::check(curl::libcurl().easySetopt(easy, option, value), "configure", "the HTTPS session");
   };
@@ -34,7 +44,14 @@ void configure(CURL* easy, const CurlSessionSettings& settings) {
   set(CURLOPT_HTTP_CONTENT_DECODING, 0L);
   set(CURLOPT_NOSIGNAL, 1L);
   set(CURLOPT_BUFFERSIZE, static_cast<long>(bufferByteCount));
-  // Ours run over all redirects; these are only so that no phase of libcurl's can hang.
+  set(CURLOPT_OPENSOCKETFUNCTION, &openSocket);
+  set(CURLOPT_OPENSOCKETDATA, &sockets);
+  set(CURLOPT_CLOSESOCKETFUNCTION, &closeSocket);
+  set(CURLOPT_CLOSESOCKETDATA, &sockets);
+  // A look-up that is given up is not waited for. Its thread ends with the process if not before, and touches only what
+  // it was given for good.
+  set(CURLOPT_QUICK_EXIT, 1L);
+  // The limits of time are ours: they run over all redirects, and do not wait for libcurl to look.
   set(CURLOPT_CONNECTTIMEOUT_MS, 0x7FFFFFFFL);
   set(CURLOPT_TIMEOUT_MS, 0L);
 }
@@ -54,15 +71,18 @@ CURL* CurlHTTPSSession::easy() {
     curl::check(library.globalInit(CURL_GLOBAL_DEFAULT), "ready", "libcurl");
     Handle made(library.easyInit(), library.easyCleanup);
     if (!made) throw std::bad_alloc();
-    configure(made.get(), settings_);
+    configure(made.get(), settings_, sockets_);
     easy_ = std::move(made);
   }
   return easy_.get();
 }
 
+// libcurl says goodbye on each connection and reads for an answer. None is waited for.
+CurlHTTPSSession::~CurlHTTPSSession() { sockets_.shutDownForGood(); }
+
 curl::Exchange CurlHTTPSSession::perform(const HTTPSRequest& request, HTTPSSessionDelegate& delegate,
                                          std::uint64_t byteLimit, const curl::BodySink& sink) {
-  curl::Transfer transfer(easy(), request, settings_.timeouts);
+  curl::Transfer transfer(easy(), sockets_, request, settings_.timeouts);
   URL url = request.url;
   for (int redirectCount = 0;; ++redirectCount) {
     auto exchange = transfer.perform(url, byteLimit, sink);

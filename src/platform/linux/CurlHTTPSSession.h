@@ -13,17 +13,21 @@ namespace brindlewick {
 
 /// What a session on libcurl may be given; the defaults are those of the program.
 struct CurlSessionSettings {
-  curl::Timeouts timeouts;
+  TransferTimeouts timeouts;
   /// The system's trusted roots, as Debian and its relatives keep them.
   std::string trustedRoots = "/etc/ssl/certs/ca-certificates.crt";
   int maximumRedirectCount = 20;
 };
 
-/// HTTPS on libcurl. Redirects are not libcurl's: each is resolved here and put to the delegate.
+/// HTTPS on libcurl. Redirects are not libcurl's: each is resolved here and put to the delegate. A session one of whose
+/// tasks took too long or was interrupted makes no connections any more.
 class CurlHTTPSSession final : public HTTPSSession {
  public:
   CurlHTTPSSession(FileSystem& files, std::shared_ptr<HTTPSSessionDelegate> delegate, Path destination,
                    CurlSessionSettings settings = {});
+  ~CurlHTTPSSession() override;
+  CurlHTTPSSession(const CurlHTTPSSession&) = delete;
+  CurlHTTPSSession& operator=(const CurlHTTPSSession&) = delete;
 
   [[nodiscard]] HTTPSDataResult data(const HTTPSRequest& request, std::size_t byteLimit) override;
   [[nodiscard]] HTTPSDownloadResult download(const HTTPSRequest& request, std::uint64_t byteLimit,
@@ -43,6 +47,7 @@ class CurlHTTPSSession final : public HTTPSSession {
   std::shared_ptr<HTTPSSessionDelegate> delegate_;
   Path destination_;
   CurlSessionSettings settings_;
+  TransferSockets sockets_;
   Handle easy_{nullptr, nullptr};
 };
 

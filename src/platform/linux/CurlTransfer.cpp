@@ -1,6 +1,5 @@
 #include "platform/linux/CurlTransfer.h"
 
-#include "platform/PlatformError.h"
 #include "platform/linux/CurlError.h"
 #include "platform/linux/LoadedCurl.h"
 #include "platform/posix/Interruption.h"
@@ -49,32 +48,13 @@ class HeaderList {
   curl_slist* list_ = nullptr;
 };
 
-bool isRedirectStatus(long status) {
-  return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
-}
-
-long statusOf(CURL* easy) {
-  long status = 0;
-  libcurl().easyGetinfo(easy, CURLINFO_RESPONSE_CODE, &status);
-  return status;
-}
-
-std::optional<std::uint64_t> declaredByteCountOf(CURL* easy) {
-  curl_off_t length = -1;
-  libcurl().easyGetinfo(easy, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
-  return declaredByteCount(length);
-}
-
-std::optional<std::string> locationOf(CURL* easy) {
-  curl_header* header = nullptr;
-  if (libcurl().easyHeader(easy, "Location", 0, CURLH_HEADER, -1, &header) != CURLHE_OK) return std::nullopt;
-  return header->value;
-}
-
 }  // namespace
 
-Transfer::Transfer(CURL* easy, const HTTPSRequest& request, const Timeouts& timeouts)
-    : easy_(easy), request_(request), timeouts_(timeouts) {}
+Transfer::Transfer(CURL* easy, TransferSockets& sockets, const HTTPSRequest& request, const TransferTimeouts& timeouts)
+    : easy_(easy),
+      sockets_(sockets),
+      request_(request),
+      watchdog_(sockets, TransferClock(timeouts, request.timeout, std::chrono::steady_clock::now())) {}
 
 void Transfer::configure(const URL& url) {
   const auto set = [&](CURLoption option, auto value) {
@@ -97,71 +77,79 @@ Exchange Transfer::perform(const URL& url, std::uint64_t byteLimit, const BodySi
   check(libcurl().easySetopt(easy_, CURLOPT_HTTPHEADER, headers.get()), "configure", url.string());
   byteLimit_ = byteLimit;
   sink_ = &sink;
-  answered_ = isRedirect_ = stopped_ = false;
-  lastByteCount_ = 0;
+  exchange_ = {};
+  isRedirect_ = false;
+  redirectByteCount_ = 0;
+  watchdog_.expectAnswer();
 
   const auto code = libcurl().easyPerform(easy_);
-  Exchange exchange;
-  exchange.response = {static_cast<int>(statusOf(easy_)), declaredByteCountOf(easy_)};
-  exchange.stopped = stopped_;
-  if (isRedirect_) exchange.location = locationOf(easy_);
   // The handle outlives what it points to.
   libcurl().easySetopt(easy_, CURLOPT_HTTPHEADER, nullptr);
   libcurl().easySetopt(easy_, CURLOPT_CURLU, nullptr);
 
   if (thrown_) std::rethrow_exception(thrown_);
-  if (timedOut_) throwError("request", url.string(), CURLE_OPERATION_TIMEDOUT);
+  if (watchdog_.verdict() == TransferWatchdog::Verdict::tookTooLong)
+    throwError("request", url.string(), CURLE_OPERATION_TIMEDOUT);
   throwIfInterrupted();
-  if (!stopped_) check(code, "request", url.string());
-  return exchange;
+  if (!exchange_.stopped) check(code, "request", url.string());
+  return exchange_;
 }
 
-void Transfer::considerHead() {
-  answered_ = true;
-  isRedirect_ = isRedirectStatus(statusOf(easy_));
-  const auto declared = declaredByteCountOf(easy_);
+void Transfer::readHeadLine(std::string_view line) {
+  watchdog_.startIdling();
+  headByteCount_ += line.size();
+  if (headByteCount_ > maximumHeadByteCount) throwError("request", request_.url.string(), CURLE_WEIRD_SERVER_REPLY);
+  const ResponseHead head(easy_);
+  // The empty line ends a head; one of an interim response is not the answer yet.
+  if ((line == "\r\n" || line == "\n") && !head.isInterim()) considerHead(head);
+}
+
+void Transfer::considerHead(const ResponseHead& head) {
+  watchdog_.noteAnswer();
+  isRedirect_ = head.isRedirect();
+  exchange_.response = {static_cast<int>(head.status()), head.declaredByteCount()};
+  if (isRedirect_) exchange_.location = head.location();
   // Nobody wants a body that is refused for its declared length: what follows of it is left unread.
-  stopped_ = !isRedirect_ && declared && *declared > byteLimit_;
+  const auto& declared = exchange_.response.expectedByteCount;
+  exchange_.stopped = declared && *declared > (isRedirect_ ? maximumRedirectByteCount : byteLimit_);
 }
 
-bool Transfer::receive(ByteView bytes) {
-  if (isRedirect_) return true;
-  stopped_ = stopped_ || !(*sink_)(bytes);
-  return !stopped_;
+void Transfer::readBody(ByteView bytes) {
+  watchdog_.stopIdling();
+  redirectByteCount_ += isRedirect_ ? bytes.size() : 0;
+  const bool isWanted = isRedirect_ ? redirectByteCount_ <= maximumRedirectByteCount : (*sink_)(bytes);
+  exchange_.stopped = exchange_.stopped || !isWanted;
+  watchdog_.startIdling();
 }
 
-bool Transfer::mayGoOn(std::uint64_t receivedByteCount) {
-  const auto now = Clock::now();
-  if (receivedByteCount != lastByteCount_) {
-    lastByteCount_ = receivedByteCount;
-    lastByte_ = now;
+template <typename Step>
+std::size_t Transfer::goOnAfter(std::size_t byteCount, Step step) noexcept {
+  try {
+    step();
+  } catch (...) {
+    thrown_ = std::current_exception();  // no exception may pass through libcurl
   }
-  timedOut_ = now - started_ >= timeouts_.whole || now - lastByte_ >= timeouts_.idle ||
-              (!answered_ && now - started_ >= request_.timeout);
-  return !timedOut_ && !stopped_ && !interrupted();
+  if (!exchange_.stopped && !thrown_) return byteCount;
+  // libcurl closes a connection politely, which a peer that never stops could turn into another wait.
+  sockets_.shutDown();
+  return byteCount == 0 ? 1 : 0;
 }
 
 std::size_t Transfer::onWrite(char* bytes, std::size_t size, std::size_t count, void* transfer) noexcept {
   auto& self = *static_cast<Transfer*>(transfer);
-  try {
-    return self.receive({reinterpret_cast<const std::uint8_t*>(bytes), size * count}) ? size * count : 0;
-  } catch (...) {
-    self.thrown_ = std::current_exception();  // no exception may pass through libcurl
-    return 0;
-  }
+  const ByteView view(reinterpret_cast<const std::uint8_t*>(bytes), size * count);
+  return self.goOnAfter(view.size(), [&] { self.readBody(view); });
 }
 
 std::size_t Transfer::onHeader(char* bytes, std::size_t size, std::size_t count, void* transfer) noexcept {
   auto& self = *static_cast<Transfer*>(transfer);
   const std::string_view line(bytes, size * count);
-  self.lastByte_ = Clock::now();
-  // The empty line ends a head; one of an interim response is not the answer yet.
-  if ((line == "\r\n" || line == "\n") && statusOf(self.easy_) >= 200) self.considerHead();
-  return self.stopped_ ? 0 : line.size();
+  return self.goOnAfter(line.size(), [&] { self.readHeadLine(line); });
 }
 
-int Transfer::onProgress(void* transfer, curl_off_t, curl_off_t received, curl_off_t, curl_off_t) noexcept {
-  return static_cast<Transfer*>(transfer)->mayGoOn(static_cast<std::uint64_t>(received)) ? 0 : 1;
+// While a name is looked up there is no socket to shut down; libcurl asks here several times a second.
+int Transfer::onProgress(void* transfer, curl_off_t, curl_off_t, curl_off_t, curl_off_t) noexcept {
+  return static_cast<Transfer*>(transfer)->watchdog_.verdict() == TransferWatchdog::Verdict::mayGoOn ? 0 : 1;
 }
 
 }  // namespace brindlewick::curl

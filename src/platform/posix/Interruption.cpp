@@ -1,5 +1,6 @@
 #include "platform/posix/Interruption.h"
 
+#include <atomic>
 #include <csignal>
 #include <system_error>
 
@@ -8,10 +9,11 @@
 namespace brindlewick {
 namespace {
 
-// The only state outside an object: a signal handler can be given nothing else.
-volatile std::sig_atomic_t arrived = 0;
+// The only state outside an object: a signal handler can be given nothing else. Other threads read it too.
+std::atomic<bool> hasArrived = false;
+static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler must not wait for a lock");
 
-void mark(int) { arrived = 1; }
+void mark(int) { hasArrived = true; }
 
 }  // namespace
 
@@ -24,7 +26,7 @@ void catchInterruptions() {
   ::sigaction(SIGPIPE, &action, nullptr);
 }
 
-bool interrupted() noexcept { return arrived != 0; }
+bool interrupted() noexcept { return hasArrived; }
 
 void throwIfInterrupted() {
   if (interrupted()) throw PlatformError("finish", "the operation", std::make_error_code(std::errc::interrupted));
