@@ -42,6 +42,11 @@ TEST(RequestTarget, needsASchemeAndAHost) {
     EXPECT_EQ(target(text), std::nullopt) << text;
 }
 
+TEST(RequestTarget, isNeverAHostThatReadersDecodeDifferently) {
+  for (const char* text : {"https://ex%61mple/", "https://h%3A80/", "https://h%2F/", "https://u@%68:1/"})
+    EXPECT_EQ(target(text), std::nullopt) << text;
+}
+
 TEST(RequestTarget, standsInTheRequestLineAsItWasWritten) {
   EXPECT_EQ(target("https://h/a%2Fb/%E4?x=%2F")->originForm(), "/a%2Fb/%E4?x=%2F");
   EXPECT_EQ(target("https://h/a%2fb/%e4?x=%2f")->originForm(), "/a%2fb/%e4?x=%2f");
