@@ -14,6 +14,7 @@ import http.server
 import json
 import os
 import plistlib
+import re
 import shutil
 import ssl
 import subprocess
@@ -92,6 +93,12 @@ def answer(updater, *words):
     return json.loads(done.stdout)
 
 
+def request_target(url):
+    """What a server is asked for: path and query as they stand in the text."""
+    target = re.fullmatch(r"[^:]+://[^/?#]*([^#]*)", url)[1]
+    return target if target.startswith("/") else "/" + target
+
+
 def main():
     updater, feed, manifest, archive, public_key, installed = sys.argv[1:]
     enter_namespaces()
@@ -101,14 +108,15 @@ def main():
         properties = plistlib.load(file)
     print("Signed:", json.dumps(offered, indent=1))
 
-    urls = [(urllib.parse.urlsplit(feed), manifest), (urllib.parse.urlsplit(offered["artifactURL"]), archive)]
-    hosts = sorted({url.hostname for url, _ in urls})
+    served = {feed: manifest, offered["artifactURL"]: archive}
+    urls = [urllib.parse.urlsplit(url) for url in served]
+    hosts = sorted({url.hostname for url in urls})
     folder = tempfile.mkdtemp(prefix="rehearsal.", dir="/var/tmp")
     try:
         certificate, key = make_certificate(folder, hosts)
         name_hosts(folder, hosts)
-        files = {url._replace(scheme="", netloc="").geturl(): file for url, file in urls}
-        for port in {url.port or 443 for url, _ in urls}:
+        files = {request_target(url): file for url, file in served.items()}
+        for port in {url.port or 443 for url in urls}:
             serve(port, certificate, key, files)
         running = ["--public-key", public_key, "--app-identifier", properties["CFBundleIdentifier"],
                    "--current-version", properties["CFBundleShortVersionString"],

@@ -7,7 +7,7 @@
 namespace brindlewick {
 
 std::optional<RequestTarget> RequestTarget::of(const URL& url) {
-  if (!url.scheme() || !url.host()) return std::nullopt;
+  if (!url.scheme() || !url.host() || url.host()->find('%') != std::string::npos) return std::nullopt;
   RequestTarget target{.scheme = *url.scheme(),
                        .host = *url.host(),
                        .port = std::nullopt,
@@ -19,6 +19,16 @@ std::optional<RequestTarget> RequestTarget::of(const URL& url) {
     target.port = static_cast<std::uint16_t>(*number);
   }
   return target;
+}
+
+std::string RequestTarget::originForm() const { return query ? path + "?" + *query : path; }
+
+bool RequestTarget::isAskedBy(const std::optional<URL>& composed) const {
+  if (!composed || composed->user() || composed->fragment()) return false;
+  auto asked = of(*composed);
+  if (!asked || asciiLowercase(asked->host) != asciiLowercase(host)) return false;
+  asked->host = host;
+  return asked == *this;
 }
 
 }  // namespace brindlewick

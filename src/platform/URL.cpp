@@ -1,81 +1,44 @@
 #include "platform/URL.h"
 
-#include <algorithm>
-
-// The library's definitions are compiled here and nowhere else: the program uses it as headers only.
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wconversion"
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#endif
-#include <boost/url/src.hpp>
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic pop
-#endif
-
 #include "platform/AsciiText.h"
+#include "platform/URLGrammar.h"
 
 namespace brindlewick {
-namespace {
 
-std::string text(boost::core::string_view view) { return std::string(view.data(), view.size()); }
+std::optional<URL> URL::parse(std::string_view text) { return text.empty() ? std::nullopt : read(text); }
 
-/// Whether a text has only the characters of RFC 3986 (section 2).
-bool hasOnlyURLCharacters(std::string_view source) {
-  constexpr std::string_view marks = "-._~:/?#[]@!$&'()*+,;=%";
-  return std::ranges::all_of(
-      source, [&](char c) { return isAsciiLetter(c) || isAsciiDigit(c) || marks.find(c) != marks.npos; });
-}
-
-/// Whether a scheme is followed by neither an authority nor a path, but by something else ("s:?query"). The grammar
-/// allows it, no request could be sent to it, and version 1.81 of the library fails an assertion of its own over it.
-bool lacksPathBehindScheme(std::string_view source) {
-  const auto end = source.find_first_of(":/?#");
-  return end != source.npos && source[end] == ':' && end + 1 < source.size() &&
-         std::string_view("?#[]").find(source[end + 1]) != std::string_view::npos;
-}
-
-/// What may be given to the library's parser at all.
-bool isParseable(std::string_view source) { return hasOnlyURLCharacters(source) && !lacksPathBehindScheme(source); }
-
-}  // namespace
-
-std::optional<URL> URL::parse(std::string_view source) {
-  if (source.empty() || !isParseable(source)) return std::nullopt;
-  const auto parsed = boost::urls::parse_uri_reference({source.data(), source.size()});
-  if (!parsed) return std::nullopt;
-
+std::optional<URL> URL::read(std::string_view text) {
   URL url;
-  url.text_ = source;
-  if (parsed->has_scheme()) url.scheme_ = asciiLowercase(text(parsed->scheme()));
-  if (parsed->has_authority()) {
-    const auto host = text(parsed->encoded_host());
-    if (host.find('%') != std::string::npos) return std::nullopt;
-    if (!host.empty()) url.host_ = host;
-    if (parsed->has_userinfo()) url.user_ = text(parsed->encoded_user());
-    if (parsed->has_password()) url.password_ = text(parsed->encoded_password());
-    if (parsed->has_port() && !parsed->port().empty()) url.port_ = text(parsed->port());
-  }
-  url.path_ = text(parsed->encoded_path());
-  // The library lets a path begin directly behind the digits of a port ("//host:12x"); the grammar does not.
-  if (parsed->has_authority() && !url.path_.empty() && !url.path_.starts_with('/')) return std::nullopt;
-  if (parsed->has_query()) url.query_ = text(parsed->encoded_query());
-  if (parsed->has_fragment()) url.fragment_ = text(parsed->encoded_fragment());
+  url.text_ = text;
+  url.components_ = URLComponents::of(text);
+  if (!URLGrammar::allows(url.components_)) return std::nullopt;
+  if (url.components_.scheme) url.scheme_ = asciiLowercase(*url.components_.scheme);
+  if (url.components_.authority) url.readAuthority(*url.components_.authority);
   return url;
 }
 
+void URL::readAuthority(std::string_view text) {
+  const auto parts = URLAuthority::of(text);
+  if (!parts.host.empty()) host_ = parts.host;
+  if (parts.port && !parts.port->empty()) port_ = parts.port;
+  if (!parts.userinfo) return;
+  const auto colon = parts.userinfo->find(':');
+  user_ = parts.userinfo->substr(0, colon);
+  if (colon != std::string::npos) password_ = parts.userinfo->substr(colon + 1);
+}
+
 std::optional<URL> URL::resolve(std::string_view reference) const {
-  if (!isParseable(reference)) return std::nullopt;
-  const auto base = boost::urls::parse_uri({text_.data(), text_.size()});
-  const auto relative = boost::urls::parse_uri_reference({reference.data(), reference.size()});
-  if (!base || !relative) return std::nullopt;
-  boost::urls::url resolved;
-  if (!boost::urls::resolve(*base, *relative, resolved)) return std::nullopt;
-  return parse({resolved.buffer().data(), resolved.buffer().size()});
+  const auto read = URL::read(reference);
+  if (!read || !scheme_) return std::nullopt;
+  const auto meant = components_.resolve(read->components_);
+  auto resolved = parse(meant.composed());
+  // Text that would be read as something else than what was meant is no result.
+  if (!resolved || resolved->components_ != meant) return std::nullopt;
+  return resolved;
 }
 
 std::string_view URL::pathExtension() const noexcept {
-  std::string_view name = path_;
+  std::string_view name = path();
   while (name.ends_with('/')) name.remove_suffix(1);
   name = name.substr(name.rfind('/') + 1);
   const auto dot = name.rfind('.');

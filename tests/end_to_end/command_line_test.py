@@ -89,7 +89,7 @@ class CommandLine(Scenario):
 
     def test_wants_an_identifier_and_urls(self):
         self.refused("check-and-stage", *self.check_options(app_identifier=""))
-        for text in ("", "https://exa mple/", "https://h\\x/", "https://h%20/", "https://\u00e4/", "https://h:1x/"):
+        for text in ("", "https://exa mple/", "https://h\\x/", "https://h%2/", "https://\u00e4/", "https://h:1x/"):
             self.refused("check-and-stage", *self.check_options(feed_url=text))
 
     def test_ties_the_places_of_an_installation_together(self):

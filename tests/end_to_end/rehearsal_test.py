@@ -15,7 +15,7 @@ class Rehearsal(InstallScenario):
     def rehearse(self, **shape):
         folder = self.update(**shape)
         run_quietly("zip", "-q", "-r", "-X", self.archive, ".", "-i", "*", cwd=folder)
-        self.publish(artifact_url=SITE + "Brindlewick-2.4.0.zip")
+        self.publish(artifact_url=SITE + "releases%2F2.4.0/Brindlewick.zip?")
         return subprocess.run([sys.executable, "-B", REHEARSE, self.world.updater, SITE + "manifest.json", self.manifest,
                                self.archive, self.public_key, self.installed], capture_output=True, check=False,
                               stdin=subprocess.DEVNULL, timeout=120)

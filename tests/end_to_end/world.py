@@ -21,7 +21,7 @@ import time
 import unittest
 
 TRUSTED_ROOTS = "/etc/ssl/certs/ca-certificates.crt"
-HOSTS = ("localhost", "feed.test", "mirror.test")
+HOSTS = ("localhost", "feed.test", "mirror.test", "1.2.3.4.feed.test", "10.0.0.1.mirror.test")
 FAILED_SAFELY = "The update check failed safely."
 TEMPORARY_NAME = re.compile(r"^\.Brindlewick|[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}$")
 INVALID_ARGUMENTS = "The updater was invoked with an invalid configuration."

@@ -113,6 +113,18 @@ TEST_F(URLSessionTest, followsARedirectOnlyIfTheRuleDoes) {
   EXPECT_EQ(refused.response.status, 302);
 }
 
+TEST_F(URLSessionTest, asksForTheTextOfAURLOnEveryHop) {
+  const LoopbackServer server([](const std::string& head) {
+    return head.starts_with("GET /from") ? response(302, "", "Location: /to%2Fb/%61/%E4%e4?%2F%2f\r\n")
+                                         : response(200, "there");
+  });
+  EXPECT_EQ(asText(session()->data(request(server.url("/from%2Fb/%61?%2f%2F")), 10).body), "there");
+  const auto requests = server.requests();
+  ASSERT_EQ(requests.size(), 2U);
+  EXPECT_THAT(requests[0], ::testing::StartsWith("GET /from%2Fb/%61?%2f%2F HTTP/1.1\r\n"));
+  EXPECT_THAT(requests[1], ::testing::StartsWith("GET /to%2Fb/%61/%E4%e4?%2F%2f HTTP/1.1\r\n"));
+}
+
 TEST_F(URLSessionTest, takesADownloadIntoAPrivateFolder) {
   const std::string archive(300'000, 'z');
   const LoopbackServer server([&](const std::string&) { return response(200, archive); });

@@ -37,6 +37,17 @@ TEST(URLSessionRequest, hasExactlyThePartsThatWereChecked) {
   EXPECT_STREQ(made("https://[::1]:1/").URL.absoluteString.UTF8String, "https://[::1]:1/");
 }
 
+TEST(URLSessionRequest, asksForEveryEscapeAsItWasWritten) {
+  for (const char* url :
+       {"https://h.example/a%2Fb/%E4?x=%2F", "https://h.example/a%2fb/%e4?x=%2f", "https://h.example/%61?",
+        "https://h.example//a/./b/%2E?/?", "https://h.example/-._~!$&'()*+,;=:@"})
+    EXPECT_STREQ(made(url).URL.absoluteString.UTF8String, url);
+}
+
+TEST(URLSessionRequest, isNotMadeOfAHostWithAnEscape) {
+  EXPECT_THROW(made("https://ex%61mple.example/"), PlatformError);
+}
+
 TEST(URLSessionRequest, isNotMadeOfAPortThatIsNone) {
   EXPECT_THROW(made("https://updates.example:99999999999/"), PlatformError);
 }

@@ -30,7 +30,6 @@ void configure(CURL* easy, const CurlSessionSettings& settings, TransferSockets&
   set(CURLOPT_PROTOCOLS_STR, "https");
   set(CURLOPT_REDIR_PROTOCOLS_STR, "https");
   set(CURLOPT_FOLLOWLOCATION, 0L);
-  set(CURLOPT_PATH_AS_IS, 1L);
   set(CURLOPT_HTTPGET, 1L);
   set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
   set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));

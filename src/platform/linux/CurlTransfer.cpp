@@ -1,5 +1,6 @@
 #include "platform/linux/CurlTransfer.h"
 
+#include "platform/RequestTarget.h"
 #include "platform/linux/CurlError.h"
 #include "platform/linux/LoadedCurl.h"
 #include "platform/posix/Interruption.h"
@@ -9,19 +10,25 @@ namespace {
 
 using URLHandle = std::unique_ptr<CURLU, decltype(&curl_url_cleanup)>;
 
-/// Gives libcurl the parts that our own parser found, so that it never parses the text in its own way.
-URLHandle toHandle(const URL& url) {
+RequestTarget targetOf(const URL& url) {
+  auto target = RequestTarget::of(url);
+  if (!target) throwError("request", url.string(), CURLE_URL_MALFORMAT);
+  return *std::move(target);
+}
+
+/// Gives libcurl the parts that our own parser found, so that it never parses the text in its own way. Path and query
+/// are not among them, since it would rewrite their escapes and drop an empty query: the request line is given as it
+/// is.
+URLHandle toHandle(const RequestTarget& target) {
   URLHandle handle(libcurl().url(), libcurl().urlCleanup);
   if (!handle) throw std::bad_alloc();
   const auto set = [&](CURLUPart part, const std::string& value) {
     if (libcurl().urlSet(handle.get(), part, value.c_str(), 0) != CURLUE_OK)
-      throwError("request", url.string(), CURLE_URL_MALFORMAT);
+      throwError("request", target.host, CURLE_URL_MALFORMAT);
   };
-  set(CURLUPART_SCHEME, url.scheme().value_or(""));
-  set(CURLUPART_HOST, url.host().value_or(""));
-  if (url.port()) set(CURLUPART_PORT, *url.port());
-  set(CURLUPART_PATH, url.path().empty() ? "/" : url.path());
-  if (url.query()) set(CURLUPART_QUERY, *url.query());
+  set(CURLUPART_SCHEME, target.scheme);
+  set(CURLUPART_HOST, target.host);
+  if (target.port) set(CURLUPART_PORT, std::to_string(*target.port));
   return handle;
 }
 
@@ -70,10 +77,12 @@ void Transfer::configure(const URL& url) {
 }
 
 Exchange Transfer::perform(const URL& url, std::uint64_t byteLimit, const BodySink& sink) {
-  const auto handle = toHandle(url);
+  const auto target = targetOf(url);
+  const auto handle = toHandle(target);
   const HeaderList headers(request_);
   configure(url);
   check(libcurl().easySetopt(easy_, CURLOPT_CURLU, handle.get()), "configure", url.string());
+  check(libcurl().easySetopt(easy_, CURLOPT_REQUEST_TARGET, target.originForm().c_str()), "configure", url.string());
   check(libcurl().easySetopt(easy_, CURLOPT_HTTPHEADER, headers.get()), "configure", url.string());
   byteLimit_ = byteLimit;
   sink_ = &sink;

@@ -13,7 +13,8 @@ namespace brindlewick {
 [[nodiscard]] NSURLSessionConfiguration* urlSessionConfiguration();
 
 /// A GET request. Its URL is composed of the parts that our own parser found, so that the text is not parsed a second
-/// time in another way. Throws PlatformError when the framework makes no URL of them.
+/// time in another way. Throws PlatformError when the framework makes no URL of them, or one that asks for something
+/// else.
 [[nodiscard]] NSURLRequest* urlRequest(const HTTPSRequest& request);
 
 /// The head of a response; status 0 when there is none or it is not of HTTP.

@@ -13,16 +13,20 @@ static_assert(sessionCachePolicy == 4 && requestCachePolicy == 0);
 
 NSString* toString(const std::string& text) { return [NSString stringWithUTF8String:text.c_str()]; }
 
-/// Nil when there is nothing to ask for, or when the framework refuses a part.
-NSURL* compose(const std::optional<RequestTarget>& target) {
-  if (!target) return nil;
+std::optional<URL> parsed(NSURL* url) {
+  const char* const text = url.absoluteString.UTF8String;
+  return text == nullptr ? std::nullopt : URL::parse(text);
+}
+
+/// Nil when the framework refuses a part.
+NSURL* compose(const RequestTarget& target) {
   @try {
     auto* const parts = [[NSURLComponents alloc] init];
-    parts.scheme = toString(target->scheme);
-    parts.percentEncodedHost = toString(target->host);
-    if (target->port) parts.port = @(*target->port);
-    parts.percentEncodedPath = toString(target->path);
-    if (target->query) parts.percentEncodedQuery = toString(*target->query);
+    parts.scheme = toString(target.scheme);
+    parts.percentEncodedHost = toString(target.host);
+    if (target.port) parts.port = @(*target.port);
+    parts.percentEncodedPath = toString(target.path);
+    if (target.query) parts.percentEncodedQuery = toString(*target.query);
     return parts.URL;
   } @catch (NSException*) {
     return nil;
@@ -44,8 +48,10 @@ NSURLSessionConfiguration* urlSessionConfiguration() {
 }
 
 NSURLRequest* urlRequest(const HTTPSRequest& request) {
-  auto* const url = compose(RequestTarget::of(request.url));
-  if (url == nil)
+  const auto target = RequestTarget::of(request.url);
+  auto* const url = target ? compose(*target) : nil;
+  // Whatever the framework made of the parts, only what was checked is asked for.
+  if (url == nil || !target->isAskedBy(parsed(url)))
     throw PlatformError("request", request.url.string(), frameworkErrorCode("NSURLErrorDomain", NSURLErrorBadURL));
   const auto timeout = std::chrono::duration<NSTimeInterval>(request.timeout).count();
   auto* const made = [NSMutableURLRequest requestWithURL:url cachePolicy:requestCachePolicy timeoutInterval:timeout];
@@ -61,10 +67,7 @@ HTTPSResponse toResponse(NSURLResponse* response) {
           .expectedByteCount = declaredByteCount(http.expectedContentLength)};
 }
 
-std::optional<URL> toURL(NSURLRequest* request) {
-  const char* const text = request.URL.absoluteString.UTF8String;
-  return text == nullptr ? std::nullopt : URL::parse(text);
-}
+std::optional<URL> toURL(NSURLRequest* request) { return parsed(request.URL); }
 
 std::exception_ptr toException(NSError* error, const std::string& subject) {
   if (error == nil) return nullptr;
