@@ -131,6 +131,17 @@ TEST(URLResolve, removesTheDotsOfEveryShortPathAndNothingElse) {
   }
 }
 
+/// By the letter of section 5.2.4, where libraries differ.
+TEST(URLResolve, removesTheDotsOfAPathWithoutASlashBeforeIt) {
+  constexpr Resolution examples[] = {
+      {"../x", "a:x"},      {"../../x", "a:x"},     {"./x", "a:x"},          {"..", "a:"},
+      {".", "a:"},          {"a:../x", "a:x"},      {"s:.././../x", "s:x"},  {"s:.", "s:"},
+      {"s:..?q", "s:?q"},   {"s:x/.", "s:x/"},      {"s:x/../y", "s:/y"},    {"s:x/..", "s:/"},
+      {"s:x/../..", "s:/"}, {"s:.../x", "s:.../x"}, {"s:x/../../y", "s:/y"},
+  };
+  for (const auto& [reference, result] : examples) EXPECT_EQ(resolve("a:b", reference), result) << reference;
+}
+
 TEST(URLResolve, neverTurnsAPathIntoAHost) {
   EXPECT_EQ(resolve("a:/b", "/..//x"), "none");
   EXPECT_EQ(resolve("a:/b", ".//x"), "none");
