@@ -15,7 +15,7 @@ class SigningWalls(Scenario):
     def traced(self, *arguments, faults=()):
         """A run of the program, and its system calls."""
         trace = os.path.join(self.folder, "trace")
-        done = subprocess.run(["strace", "-f", "-o", trace, "-e", "signal=none", "-e", "trace=%s,open,openat,socket" % TRACED,
+        done = subprocess.run(["strace", "-f", "-o", trace, "-e", "signal=none", "-e", "trace=%s,?open,openat,socket" % TRACED,
                                *(word for fault in faults for word in ("-e", "inject=" + fault)), self.world.updater, *arguments],
                               env=traceable_environment(), stdin=subprocess.DEVNULL, capture_output=True, timeout=240)
         with open(trace) as file:

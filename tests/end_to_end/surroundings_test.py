@@ -15,11 +15,13 @@ LOADERS_OWN = re.compile(r"LD_|GLIBC_TUNABLES$")
 SANITIZERS = re.compile(r"lib(asan|ubsan|lsan|tsan)\.so")
 # A text in a library that could name a variable.
 NAME = re.compile(rb"(?<![A-Za-z0-9_])(?:[A-Z][A-Za-z0-9]*(?:_[A-Za-z0-9]+)*_?|[a-z]+_proxy)(?=\0)")
+# What libcrypto takes for the abilities of the processor, before main.
+ABILITIES = {"x86_64": "OPENSSL_ia32cap", "aarch64": "OPENSSL_armcap"}[os.uname().machine]
 # Names with a known effect: each must be among those that were found, and is tried alone as well.
 NOTORIOUS = ("ALL_PROXY", "GNUTLS_DEBUG_LEVEL", "GNUTLS_SYSTEM_PRIORITY_FILE", "HOSTALIASES", "KRB5_CONFIG", "KRB5_TRACE",
              "LDAPCONF", "LOCALDOMAIN", "LOCPATH", "MALLOC_CHECK_", "NETTLE_FAT_VERBOSE", "NLSPATH", "OPENSSL_CONF",
-             "OPENSSL_MODULES", "OPENSSL_ia32cap", "P11_KIT_DEBUG", "P11_KIT_STRICT", "RES_OPTIONS", "RESOLV_HOST_CONF",
-             "SSLKEYLOGFILE", "SSL_CERT_FILE", "TZ", "http_proxy")
+             "OPENSSL_MODULES", "P11_KIT_DEBUG", "P11_KIT_STRICT", "RES_OPTIONS", "RESOLV_HOST_CONF",
+             "SSLKEYLOGFILE", "SSL_CERT_FILE", "TZ", "http_proxy", ABILITIES)
 OWN_LIBRARIES = {"libc.so.6", "libcrypto.so.3", "libgcc_s.so.1", "libm.so.6", "libplist-2.0.so.3", "libsodium.so.23",
                  "libstdc++.so.6"}
 # The C library looks there for any conversion of a time, and for the number of processors.
@@ -124,7 +126,7 @@ class Surroundings(InstallScenario):
         """The output of a program, and the paths of all that it tried to open; not what its children opened."""
         with tempfile.TemporaryDirectory(dir=self.world.folder) as folder:
             done = subprocess.run(["strace", "-ff", "-y", "-s", "4096", "-e", "signal=none", "-e",
-                                   "trace=open,openat,openat2,creat,execve", "-o", folder + "/trace", *words],
+                                   "trace=?open,openat,?openat2,?creat,execve", "-o", folder + "/trace", *words],
                                   env=traceable_environment(), stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, timeout=240)
             found = set()
             for name in os.listdir(folder):
@@ -135,7 +137,16 @@ class Surroundings(InstallScenario):
                     found |= {os.path.normpath(os.path.join(where, path)) for where, path in OPENING.findall(calls)}
         return done.stdout, {path for path in found if not (path + "/").startswith(self.world.folder + "/")}
 
+    def look_names_up_simply(self):
+        """Other ways than files and DNS are other libraries, which this machine may have."""
+        ways = os.path.join(self.folder, "nsswitch.conf")
+        with open(ways, "w") as file:
+            file.write("hosts: files dns\n")
+        run_quietly("mount", "--bind", ways, "/etc/nsswitch.conf")
+        self.addCleanup(run_quietly, "umount", "/etc/nsswitch.conf")
+
     def test_nothing_is_opened_that_nobody_named(self):
+        self.look_names_up_simply()
         for_transfers = {os.path.basename(path) for path in run_quietly("ldd", library("libcurl.so.4")).stdout.decode().split()}
         surplus = {}
 
