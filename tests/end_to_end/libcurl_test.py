@@ -8,6 +8,7 @@ import world
 from world import INVALID_ARGUMENTS, Scenario, run_quietly, tree
 
 OLDEST = 0x075800
+ASYNCHRONOUS_NAMES = 1 << 7  # CURL_VERSION_ASYNCHDNS
 INSECURE = "The update feed does not use a secure HTTPS URL."
 
 
@@ -36,13 +37,14 @@ class LibCurl(Scenario):
         self.assertGreater(len(found), 10)
         return sorted(found)
 
-    def imitation(self, functions, version=OLDEST):
+    def imitation(self, functions, version=OLDEST, features=ASYNCHRONOUS_NAMES):
         """A library with these functions, of which all but the version end the process, and the first that readies it
         leaves a mark and refuses."""
         lines = ["#include <stdlib.h>", "#include <fcntl.h>"]
         for name in functions:
             if name == "curl_version_info":
-                lines.append("static struct { int age; const char* version; unsigned number; } info = {10, \"\", %d};" % version)
+                lines.append("static struct { int age; const char *version; unsigned number; const char *host; int features; } "
+                             'info = {10, "", %d, "", %d};' % (version, features))
                 lines.append("void* curl_version_info(void) { return &info; }")
             elif name == "curl_global_init":
                 lines.append('int curl_global_init(void) { open("%s", O_CREAT | O_WRONLY, 0600); return 2; }' % self.mark)
@@ -92,6 +94,11 @@ class LibCurl(Scenario):
             self.assertEqual(os.path.exists(self.mark), isReadied, hex(version))
             if isReadied:
                 os.remove(self.mark)
+
+    def test_that_looks_names_up_on_our_thread_is_not_even_readied(self):
+        self.replace(self.imitation(self.functions(), features=~ASYNCHRONOUS_NAMES & 0xFFFF))
+        self.assert_check_fails()
+        self.assertFalse(os.path.exists(self.mark))
 
     def test_on_another_library_for_TLS_trusts_the_same_roots(self):
         self.replace(library("libcurl-gnutls.so.4"))

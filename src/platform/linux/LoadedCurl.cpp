@@ -36,7 +36,10 @@ struct DlopenNote {
 
 Functions load() {
   const Functions functions{.library = SharedLibrary(name)};
-  if (functions.versionInfo(CURLVERSION_NOW)->version_num < oldestVersion) refuse(name, ELIBBAD);
+  const auto* info = functions.versionInfo(CURLVERSION_NOW);
+  // One that looks names up on the calling thread is deaf to limits of time and to interruptions while it does.
+  const bool looksUpApart = (info->features & CURL_VERSION_ASYNCHDNS) != 0;
+  if (info->version_num < oldestVersion || !looksUpApart) refuse(name, ELIBBAD);
   return functions;
 }
 

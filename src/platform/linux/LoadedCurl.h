@@ -43,7 +43,8 @@ struct Functions {
 };
 
 /// libcurl, loaded by the first call: it brings some thirty libraries, which only a transfer needs, and no process that
-/// signs or installs. Throws PlatformError when it cannot be loaded, lacks one of the functions, or is older than 7.88.
+/// signs or installs. Throws PlatformError when it cannot be loaded, lacks one of the functions, is older than 7.88, or
+/// was built to look names up on the thread that calls it.
 [[nodiscard]] const Functions& libcurl();
 
 }  // namespace brindlewick::curl
