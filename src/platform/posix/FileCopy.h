@@ -25,6 +25,9 @@ void copyExtendedAttributes(int from, int to);
 /// AT_FDCWD. Returns 0 or the error number.
 [[nodiscard]] int renameExclusively(int fromFolder, const char* from, int toFolder, const char* to) noexcept;
 
+/// Sets the mode of an item that cannot be opened; a final link is not followed. Returns 0 or the error number.
+[[nodiscard]] int setModeOfUnreadable(int folder, const char* name, mode_t mode) noexcept;
+
 /// Asks the disk to begin writing what a file holds, without waiting, so that a later sync has little left to do.
 void beginWriteBack(int file) noexcept;
 
