@@ -1,3 +1,5 @@
+#include <sys/stat.h>
+
 #include <cstdlib>
 
 #include "platform/Platform.h"
@@ -17,6 +19,7 @@ namespace brindlewick {
 Platform makePlatform() {
   posix::readyStandardStreams();
   ::clearenv();
+  ::umask(077);
   catchInterruptions();
   Platform platform;
   platform.files = std::make_unique<PosixFileSystem>();
