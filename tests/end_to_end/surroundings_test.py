@@ -8,7 +8,7 @@ import shutil
 import stat
 import subprocess
 
-from install_world import (INVALID_BUNDLE, PROGRAMS, REPLACEMENT_FAILED, UPDATED, InstallScenario, InstallWorld,
+from install_world import (HASH_MISMATCH, INVALID_BUNDLE, PROGRAMS, REPLACEMENT_FAILED, UPDATED, InstallScenario, InstallWorld,
                            ended_process, snapshot)
 from world import FAILED_SAFELY, Run, enter, options, run_quietly, traceable_environment, tree
 
@@ -113,6 +113,48 @@ class Proc(CommandScenario):
             self.assert_reopened()
             self.assert_no_leftovers()
             self.start_again()
+
+
+class AStagingDirectoryInASharedFolder(CommandScenario):
+    """Where nothing else can be written: the shared folder for temporary files is empty and read-only."""
+
+    # What the test wants to see lies in that folder too, so it is mounted elsewhere first.
+    WITHOUT_SHARED_FOLDER = ["unshare", "-m", "sh", "-c",
+                             'mount --bind "$0" /mnt && mount -t tmpfs -o ro nothing /var/tmp && exec "$@"']
+
+    def setUp(self):
+        super().setUp()
+        self.shared = os.path.join(self.home, "shared")
+        self.staging = os.path.join(self.shared, "staging")
+        os.mkdir(self.shared)
+        os.chmod(self.shared, 0o777)
+        os.mkdir(self.staging, 0o700)
+        self.publish()
+
+    def check_there(self):
+        return self.run_helper("check-and-stage", *self.check_options(staging_directory="/mnt/staging"),
+                               prefix=[*self.WITHOUT_SHARED_FOLDER, self.shared])
+
+    def test_holds_the_download_if_it_is_private(self):
+        run = self.check_there()
+        self.assertEqual((run.status, run.errors), (0, b""), run.output)
+        self.assertEqual([os.path.basename(run.answer["stagedArtifactPath"])], ["BrindlewickUpdate.zip"])
+        self.assertEqual(len(os.listdir(self.staging)), 1)
+        self.assert_no_leftovers()
+
+    def test_is_as_it_was_if_the_download_is_refused(self):
+        with open(self.archive, "ab") as file:
+            file.write(b"more")
+        before = snapshot(self.shared)
+        self.assert_failed(self.check_there(), HASH_MISMATCH)
+        self.assertEqual(snapshot(self.shared), before)
+
+    def test_is_not_touched_if_it_is_open_or_missing(self):
+        for mode in (0o755, 0o701, None):
+            os.rmdir(self.staging) if mode is None else os.chmod(self.staging, mode)
+            before = snapshot(self.shared)
+            self.assert_failed(self.check_there(), FAILED_SAFELY)
+            self.assertEqual(snapshot(self.shared), before)
 
 
 class StandardInput(CommandScenario):

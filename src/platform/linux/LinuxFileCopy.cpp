@@ -38,12 +38,21 @@ bool isOnDisk(const Path& folder) {
   return status.f_type != TMPFS_MAGIC && status.f_type != RAMFS_MAGIC;
 }
 
-/// A folder of our own that no other user can write to. In a shared one somebody else could set aside the private
-/// folder that is created there.
-bool isOwnFolder(const Path& folder) {
+/// A folder of our own that denies all other users these rights.
+bool isOwnFolder(const struct stat& folder, mode_t denied) {
+  return S_ISDIR(folder.st_mode) && folder.st_uid == ::geteuid() && (folder.st_mode & denied) == 0;
+}
+
+/// In a folder that others can write to, somebody could set aside the private one that is created there.
+bool isOursAlone(const Path& folder) {
   struct stat status {};
-  return ::stat(folder.c_str(), &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == ::geteuid() &&
-         (status.st_mode & 022) == 0;
+  return ::stat(folder.c_str(), &status) == 0 && isOwnFolder(status, 022);
+}
+
+/// A folder itself, no link to one, that is as private as what is created in it.
+bool isPrivate(const Path& folder) {
+  struct stat status {};
+  return ::lstat(folder.c_str(), &status) == 0 && isOwnFolder(status, 077);
 }
 
 }  // namespace
@@ -109,7 +118,9 @@ std::vector<Path> temporaryFolderPlaces(const Path& destination) {
   std::vector<Path> places;
   Path nearest = destination.parent();
   while (::access(nearest.c_str(), F_OK) != 0 && nearest != nearest.parent()) nearest = nearest.parent();
-  if (isOnDisk(nearest) && isOwnFolder(nearest)) places.push_back(nearest);
+  if (isOnDisk(nearest) && isOursAlone(nearest)) places.push_back(nearest);
+  // In somebody else's folder, say. On disk or not: what is downloaded is to end there.
+  if (isPrivate(destination)) places.push_back(destination);
   places.emplace_back("/var/tmp");
   return places;
 }

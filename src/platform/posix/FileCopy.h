@@ -34,7 +34,8 @@ void beginWriteBack(int file) noexcept;
 /// Makes what an open item holds durable, through the cache of the drive too. Returns 0 or the error number.
 [[nodiscard]] int flushToDrive(int item) noexcept;
 
-/// Where fresh private folders may be created, the best place first; `destination` says where their content goes.
+/// Where fresh private folders may be created, the best place first; `destination` says where their content goes. It is
+/// a place itself only if it exists, is a folder of ours and is closed to others.
 [[nodiscard]] std::vector<Path> temporaryFolderPlaces(const Path& destination);
 
 [[nodiscard]] timespec accessTime(const struct stat& status) noexcept;
