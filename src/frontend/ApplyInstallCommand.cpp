@@ -16,9 +16,9 @@ ApplyInstallCommand ApplyInstallCommand::parse(CommandList list) {
                               .installedApplication = options.absolutePath("--installed-app"),
                               .parentProcessIdentifier = options.processIdentifier("--parent-pid"),
                               .resultFile = options.absolutePath("--result-file").standardized()};
-  require(command.preparationDirectory.parent() == command.stagedDirectory, invalidArguments);
+  require(command.preparationDirectory.isDirectlyIn(command.stagedDirectory), invalidArguments);
   require(command.resultFile.lastComponent() == "last-install-result.json", invalidArguments);
-  require(command.resultFile.parent() == command.stagedDirectory.parent(), invalidArguments);
+  require(command.resultFile.isBeside(command.stagedDirectory), invalidArguments);
   return command;
 }
 

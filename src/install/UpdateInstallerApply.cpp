@@ -17,7 +17,7 @@ using enum UpdateInstallError;
 constexpr std::size_t maximumToolOutputByteCount = 1'048'576;
 
 bool isPreparationDirectory(FileSystem& files, const Path& directory, const Path& stagedDirectory) {
-  if (directory.parent() != stagedDirectory) return false;
+  if (!directory.isDirectlyIn(stagedDirectory)) return false;
   if (!directory.lastComponent().starts_with(UpdateLayout::preparationPrefix)) return false;
   const auto attributes = files.attributes(directory);
   return attributes && attributes->kind == FileKind::directory;

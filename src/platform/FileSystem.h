@@ -103,8 +103,9 @@ class FileSystem {
   /// Makes a whole tree durable, and the folder that holds it.
   virtual void syncTree(const Path& root) = 0;
 
-  /// Creates a fresh private directory (mode 0700) for temporary files: on disk, never in memory, and where possible on
-  /// the file system of `destination`, so that a move there is a rename.
+  /// Creates a fresh private directory (mode 0700) for temporary files: where possible on the file system of
+  /// `destination`, so that a move there is a rename, and otherwise on disk. `destination` itself is a place only if it
+  /// is a directory that belongs to this user and is closed to others; it is not changed, nor created.
   [[nodiscard]] virtual Path createTemporaryDirectory(const Path& destination) = 0;
 };
 

@@ -20,6 +20,13 @@ Path Path::parent() const {
   return Path(slash == 0 ? std::string_view("/") : std::string_view(text_).substr(0, slash));
 }
 
+bool Path::isDirectlyIn(const Path& folder) const { return *this != parent() && parent() == folder; }
+
+bool Path::isBeside(const Path& other) const {
+  const Path folder = parent();
+  return isDirectlyIn(folder) && other.isDirectlyIn(folder);
+}
+
 std::string_view Path::lastComponent() const noexcept {
   const auto slash = text_.rfind('/');
   if (slash == std::string::npos || text_.size() == 1) return text_;

@@ -22,6 +22,12 @@ class Path {
 
   /// The path without its last component; the root is its own parent.
   [[nodiscard]] Path parent() const;
+
+  /// Whether this is a child of `folder`, in the text. The root lies in nothing, although it is its own parent.
+  [[nodiscard]] bool isDirectlyIn(const Path& folder) const;
+  /// Whether both lie directly in the same folder. Nothing lies beside the root.
+  [[nodiscard]] bool isBeside(const Path& other) const;
+
   [[nodiscard]] std::string_view lastComponent() const noexcept;
 
   /// What follows the last dot of the last component; empty if there is no dot, or only a leading or a trailing one.

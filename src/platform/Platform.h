@@ -26,9 +26,9 @@ struct Platform {
 };
 
 /// The platform of this operating system; one definition per system, chosen when linking. Also readies the process:
-/// standard error goes nowhere, so that no library says a word, the environment is emptied, so that none reads it, a
-/// broken pipe no longer ends the process, and an interruption (INT, TERM, HUP) lets a running operation fail and clean
-/// up after itself.
+/// standard error goes nowhere, so that no library says a word; the environment is emptied, so that none reads it; what
+/// is created is private until it is given its mode (umask 077), whatever umask the starter had; and no signal that a
+/// starter, a session, a broken pipe or a limit sends ends the process before it has cleaned up and answered.
 [[nodiscard]] Platform makePlatform();
 
 }  // namespace brindlewick

@@ -37,12 +37,13 @@ class ProcessLauncher {
 
   /// Runs a tool to its end with its input and error on the null device, reading at most `outputByteLimit` bytes and
   /// one buffer of its output. Throws PlatformError when it cannot be started, and when this process has been told to
-  /// end: the tool is then ended too, and how it ended by itself, perhaps by the same signal, is no answer.
+  /// end: the tool is then ended too, and how it ended by itself, perhaps by the same signal, is no answer. On Linux
+  /// the tool is also ended when this process is killed.
   [[nodiscard]] virtual ToolRun run(const Path& executable, const std::vector<std::string>& arguments,
                                     std::size_t outputByteLimit) = 0;
 
-  /// Starts a program with all three standard streams on the null device and does not wait for it. Throws
-  /// PlatformError when it cannot be started.
+  /// Starts a program with all three standard streams on the null device and does not wait for it; it outlives this
+  /// process. Throws PlatformError when it cannot be started.
   virtual void startDetached(const Path& executable, const std::vector<std::string>& arguments) = 0;
 
   /// Whether no process has this identifier any more. A process that exists but belongs to another user is not gone.

@@ -107,6 +107,13 @@ class CommandLine(Scenario):
                        dict(result_file=staged + "/last-install-result.json"), dict(result_file="/last-install-result.json")):
             self.refused(*self.installing("apply-install", **change))
 
+    def test_takes_for_a_value_whatever_follows_an_option(self):
+        self.publish(version="2.3.0", build="100", app_identifier="--public-key")
+        self.assert_up_to_date(self.check(app_identifier="--public-key"))
+        self.assert_failed(self.check(public_key="--app-identifier"), "This build has an invalid update verification key.")
+        for option in ("staging_directory", "current_build"):
+            self.refused("check-and-stage", *self.check_options(**{option: "--feed-url"}))
+
     def test_survives_arguments_of_any_bytes(self):
         long = "x" * 100_000
         self.refused(b"check-and-stage", b"\xff\xfe", b"x")

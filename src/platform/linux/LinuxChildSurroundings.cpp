@@ -1,8 +1,10 @@
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 
 #include "platform/posix/ChildSurroundings.h"
 
@@ -24,6 +26,14 @@ void closeOnExecFrom(int first) noexcept {
 }  // namespace
 
 const char* localeSetting() noexcept { return "LC_ALL=C.UTF-8"; }
+
+bool endTogetherWith(pid_t parent) noexcept {
+  // Whom the kernel watches is the thread that forked. That is the one that waits for the child, so it outlives it or
+  // ends with the process. The request stays in force across exec, unless that program gains rights.
+  ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+  // A parent that ended before the request will not end again: the child would have been given to another by now.
+  return ::getppid() == parent;
+}
 
 struct ProgramStart::Preparation {};  // this system needs none
 

@@ -3,6 +3,7 @@
 #include <linux/magic.h>
 #include <sys/ioctl.h>
 #include <sys/statfs.h>
+#include <sys/syscall.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -37,12 +38,21 @@ bool isOnDisk(const Path& folder) {
   return status.f_type != TMPFS_MAGIC && status.f_type != RAMFS_MAGIC;
 }
 
-/// A folder of our own that no other user can write to. In a shared one somebody else could set aside the private
-/// folder that is created there.
-bool isOwnFolder(const Path& folder) {
+/// A folder of our own that denies all other users these rights.
+bool isOwnFolder(const struct stat& folder, mode_t denied) {
+  return S_ISDIR(folder.st_mode) && folder.st_uid == ::geteuid() && (folder.st_mode & denied) == 0;
+}
+
+/// In a folder that others can write to, somebody could set aside the private one that is created there.
+bool isOursAlone(const Path& folder) {
   struct stat status {};
-  return ::stat(folder.c_str(), &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == ::geteuid() &&
-         (status.st_mode & 022) == 0;
+  return ::stat(folder.c_str(), &status) == 0 && isOwnFolder(status, 022);
+}
+
+/// A folder itself, no link to one, that is as private as what is created in it.
+bool isPrivate(const Path& folder) {
+  struct stat status {};
+  return ::lstat(folder.c_str(), &status) == 0 && isOwnFolder(status, 077);
 }
 
 }  // namespace
@@ -89,6 +99,15 @@ int renameExclusively(int fromFolder, const char* from, int toFolder, const char
   return ::renameat2(fromFolder, from, toFolder, to, RENAME_NOREPLACE) == 0 ? 0 : errno;
 }
 
+int setModeOfUnreadable(int folder, const char* name, mode_t mode) noexcept {
+  // fchmodat2, which came with Linux 6.6; the headers of older systems have no name for it.
+  constexpr long newCall = 452;
+  if (::syscall(newCall, folder, name, mode, AT_SYMLINK_NOFOLLOW) == 0) return 0;
+  // An older kernel does not know it, and a filter made for one may forbid it. The library has a way through /proc.
+  if (errno != ENOSYS && errno != EPERM) return errno;
+  return ::fchmodat(folder, name, mode, AT_SYMLINK_NOFOLLOW) == 0 ? 0 : errno;
+}
+
 void beginWriteBack(int file) noexcept { static_cast<void>(::sync_file_range(file, 0, 0, SYNC_FILE_RANGE_WRITE)); }
 
 int flushToDrive(int item) noexcept {
@@ -99,7 +118,9 @@ std::vector<Path> temporaryFolderPlaces(const Path& destination) {
   std::vector<Path> places;
   Path nearest = destination.parent();
   while (::access(nearest.c_str(), F_OK) != 0 && nearest != nearest.parent()) nearest = nearest.parent();
-  if (isOnDisk(nearest) && isOwnFolder(nearest)) places.push_back(nearest);
+  if (isOnDisk(nearest) && isOursAlone(nearest)) places.push_back(nearest);
+  // In somebody else's folder, say. On disk or not: what is downloaded is to end there.
+  if (isPrivate(destination)) places.push_back(destination);
   places.emplace_back("/var/tmp");
   return places;
 }

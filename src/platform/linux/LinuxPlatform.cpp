@@ -1,4 +1,5 @@
 #include <openssl/crypto.h>
+#include <sys/stat.h>
 
 #include "platform/Platform.h"
 #include "platform/linux/CurlHTTPSSession.h"
@@ -25,6 +26,7 @@ Platform makePlatform() {
   posix::readyStandardStreams();
   emptyEnvironment();
   keepOpenSSLFromItsConfiguration();
+  ::umask(077);
   catchInterruptions();
   Platform platform;
   platform.files = std::make_unique<PosixFileSystem>();

@@ -15,6 +15,11 @@ void check(int code) {
 
 const char* localeSetting() noexcept { return "LC_ALL=en_US.UTF-8"; }
 
+bool endTogetherWith(pid_t parent) noexcept {
+  // There is no such request here. A tool that outlives a killed helper comes to its own end, and nobody reads from it.
+  return ::getppid() == parent;
+}
+
 /// Spawning "in place" is an exec that also lets the kernel close every descriptor that is not named.
 struct ProgramStart::Preparation {
   Preparation() {

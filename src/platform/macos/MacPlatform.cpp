@@ -1,4 +1,5 @@
 #include <crt_externs.h>
+#include <sys/stat.h>
 
 #include "platform/Platform.h"
 #include "platform/macos/CoreFoundationPropertyList.h"
@@ -24,6 +25,7 @@ void emptyEnvironment() {
 Platform makePlatform() {
   posix::readyStandardStreams();
   emptyEnvironment();
+  ::umask(077);
   catchInterruptions();
   Platform platform;
   platform.files = std::make_unique<PosixFileSystem>();

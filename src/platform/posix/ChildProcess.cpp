@@ -30,6 +30,7 @@ struct Launch {
   int output;
   int failure;
   ChildSession session;
+  pid_t parent;
 };
 
 void restoreSignals() {
@@ -42,6 +43,8 @@ void restoreSignals() {
 }
 
 [[noreturn]] void becomeProgram(const Launch& launch) {
+  // A tool serves this process alone: it would go on writing into a folder that nobody will remove.
+  if (launch.session == ChildSession::ours && !endTogetherWith(launch.parent)) ::_exit(127);
   restoreSignals();
   ::umask(022);
   if (launch.session == ChildSession::itsOwn) ::setsid();
@@ -75,7 +78,8 @@ ChildProcess::ChildProcess(const Path& executable, const std::vector<std::string
                       .nullDevice = nullDevice.get(),
                       .output = output >= 0 ? output : nullDevice.get(),
                       .failure = failure.writer.get(),
-                      .session = session};
+                      .session = session,
+                      .parent = ::getpid()};
   process_ = ::fork();
   if (process_ < 0) throwErrno("start", executable.string());
   if (process_ == 0) becomeProgram(launch);

@@ -9,6 +9,8 @@
 
 namespace brindlewick::posix {
 
+/// A child in a session of its own is to outlive this process; one in ours is waited for, and is killed together with
+/// this process where the system can do that.
 enum class ChildSession { ours, itsOwn };
 
 /// A started child. One that was not waited for is ended and reaped at the latest here, so that none is ever left over.

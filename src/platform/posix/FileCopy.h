@@ -25,13 +25,17 @@ void copyExtendedAttributes(int from, int to);
 /// AT_FDCWD. Returns 0 or the error number.
 [[nodiscard]] int renameExclusively(int fromFolder, const char* from, int toFolder, const char* to) noexcept;
 
+/// Sets the mode of an item that cannot be opened; a final link is not followed. Returns 0 or the error number.
+[[nodiscard]] int setModeOfUnreadable(int folder, const char* name, mode_t mode) noexcept;
+
 /// Asks the disk to begin writing what a file holds, without waiting, so that a later sync has little left to do.
 void beginWriteBack(int file) noexcept;
 
 /// Makes what an open item holds durable, through the cache of the drive too. Returns 0 or the error number.
 [[nodiscard]] int flushToDrive(int item) noexcept;
 
-/// Where fresh private folders may be created, the best place first; `destination` says where their content goes.
+/// Where fresh private folders may be created, the best place first; `destination` says where their content goes. It is
+/// a place itself only if it exists, is a folder of ours and is closed to others.
 [[nodiscard]] std::vector<Path> temporaryFolderPlaces(const Path& destination);
 
 [[nodiscard]] timespec accessTime(const struct stat& status) noexcept;

@@ -15,15 +15,21 @@ static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler must not
 
 void mark(int) { hasArrived = true; }
 
+bool isIgnored(int signal) {
+  struct sigaction inherited {};
+  return ::sigaction(signal, nullptr, &inherited) == 0 && inherited.sa_handler == SIG_IGN;
+}
+
 }  // namespace
 
 void catchInterruptions() {
   struct sigaction action {};
   action.sa_handler = mark;
   sigemptyset(&action.sa_mask);
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) ::sigaction(signal, &action, nullptr);
+  for (const int signal : {SIGINT, SIGTERM}) ::sigaction(signal, &action, nullptr);
+  if (!isIgnored(SIGHUP)) ::sigaction(SIGHUP, &action, nullptr);
   action.sa_handler = SIG_IGN;
-  ::sigaction(SIGPIPE, &action, nullptr);
+  for (const int signal : {SIGPIPE, SIGXFSZ}) ::sigaction(signal, &action, nullptr);
 }
 
 bool interrupted() noexcept { return hasArrived; }

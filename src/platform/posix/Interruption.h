@@ -3,7 +3,9 @@
 namespace brindlewick {
 
 /// From now on INT, TERM and HUP set a mark instead of ending the process, so that a running operation fails, cleans up
-/// and answers; and a reader that closes its pipe (PIPE) ends nothing.
+/// and answers. Whoever starts a program with HUP ignored (nohup) wants it to outlive the session: HUP then stays
+/// ignored. INT and TERM are heard all the same: a shell ignores INT for whatever runs in the background, nobody asked
+/// for that. A reader that closes its pipe (PIPE) and a limit on the size of files (XFSZ) end nothing: the write fails.
 void catchInterruptions();
 
 /// Whether one of those signals has arrived.

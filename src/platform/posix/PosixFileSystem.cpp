@@ -65,14 +65,8 @@ void copyAcross(const Path& from, const Path& to) {
 /// Creates a directory with exactly these permissions, or none. Returns 0 or the error number.
 int makeDirectory(const Path& path, unsigned permissions) {
   if (::mkdir(path.c_str(), 0700) != 0) return errno;
-  const auto mode = static_cast<mode_t>(permissions);
-  const Descriptor directory(
-      posix::uninterrupted([&] { return ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_DIRECTORY | O_CLOEXEC); }));
-  // A umask may have taken our own right to open it.
-  const int result =
-      directory ? ::fchmod(directory.get(), mode) : ::fchmodat(AT_FDCWD, path.c_str(), mode, AT_SYMLINK_NOFOLLOW);
-  if (result == 0) return 0;
-  const int code = errno;
+  const int code = posix::setModeAt(AT_FDCWD, path.c_str(), permissions);
+  if (code == 0) return 0;
   ::rmdir(path.c_str());
   return code;
 }
@@ -112,8 +106,8 @@ void PosixFileSystem::createDirectories(const Path& path, unsigned permissions) 
 }
 
 void PosixFileSystem::setPermissions(const Path& path, unsigned permissions) {
-  if (::fchmodat(AT_FDCWD, path.c_str(), static_cast<mode_t>(permissions), AT_SYMLINK_NOFOLLOW) != 0)
-    throwErrno("set the permissions of", path.string());
+  if (const int code = posix::setModeAt(AT_FDCWD, path.c_str(), permissions); code != 0)
+    throwErrno("set the permissions of", path.string(), code);
 }
 
 void PosixFileSystem::writeAtomically(const Path& path, ByteView content, unsigned permissions) {
@@ -151,8 +145,8 @@ Path PosixFileSystem::createTemporaryDirectory(const Path& destination) {
   int code = ENOENT;
   for (const auto& place : posix::temporaryFolderPlaces(destination)) {
     const auto folder = place / (".BrindlewickDownload." + randomUUID());
-    if (::mkdir(folder.c_str(), 0700) == 0) return folder;
-    code = errno;
+    code = makeDirectory(folder, 0700);
+    if (code == 0) return folder;
   }
   throwErrno("create a temporary folder for", destination.string(), code);
 }

@@ -47,6 +47,16 @@ Descriptor createFile(int folder, const char* name, unsigned permissions) {
   return file;
 }
 
+int setModeAt(int folder, const char* name, unsigned permissions) noexcept {
+  const auto mode = static_cast<mode_t>(permissions);
+  const Descriptor item(
+      uninterrupted([&] { return ::openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
+  if (item) return ::fchmod(item.get(), mode) == 0 ? 0 : errno;
+  // A link. Some systems would change the mode of the link itself.
+  if (errno == ELOOP) return ELOOP;
+  return setModeOfUnreadable(folder, name, mode);
+}
+
 Pipe makePipe() {
   int ends[2];
   if (::pipe(ends) != 0) throwErrno("make", "a pipe");

@@ -41,6 +41,10 @@ template <typename Call>
 /// Creates a file for writing with exactly these permissions; what exists is an error.
 [[nodiscard]] Descriptor createFile(int folder, const char* name, unsigned permissions);
 
+/// Sets the twelve permission bits of the item itself, whatever the umask; a final link is refused (ELOOP). Needs no
+/// /proc for what this process may read. Returns 0 or the error number.
+[[nodiscard]] int setModeAt(int folder, const char* name, unsigned permissions) noexcept;
+
 struct Pipe {
   Descriptor reader;
   Descriptor writer;

@@ -178,6 +178,17 @@ TEST(Commands, readNumbersExactly) {
     expectRefused<ApplyInstallCommand>(with(apply, "--parent-pid", text));
 }
 
+TEST(Commands, takeForAValueWhateverFollowsAnOption) {
+  for (const char* text : {"--", "--feed-url", "--app-identifier", "--current-version=1", "-", "check-and-stage"}) {
+    EXPECT_EQ(UpdaterCommand::parse(with(check, "--app-identifier", text)).applicationIdentifier, text);
+    EXPECT_EQ(ManifestSigningCommand::parse(with(sign, "--version", text)).version, text);
+    EXPECT_EQ(PrepareInstallCommand::parse(with(prepare, "--public-key", text)).publicKeyBase64, text);
+    EXPECT_EQ(ApplyInstallCommand::parse(with(apply, "--current-version", text)).currentVersion, text);
+    expectRefused<UpdaterCommand>(with(check, "--staging-directory", text));
+    expectRefused<UpdaterCommand>(with(check, "--current-build", text));
+  }
+}
+
 TEST(Commands, wantAbsolutePathsAnIdentifierAndURLs) {
   for (const char* text : {"", "x", "./x", " /x"}) {
     expectRefused<UpdaterCommand>(with(check, "--staging-directory", text));

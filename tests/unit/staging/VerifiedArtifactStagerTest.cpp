@@ -16,6 +16,7 @@
 #include "support/SignedFeed.h"
 #include "support/TemporaryFolder.h"
 #include "trust/UpdateSecurityError.h"
+#include "unit/staging/StagingWorld.h"
 
 namespace brindlewick {
 namespace {
@@ -28,37 +29,10 @@ using ::testing::IsEmpty;
 using ::testing::MatchesRegex;
 using testing::permissionsOf;
 using testing::readFile;
+using testing::StagingWorld;
 using testing::writeFile;
 
 void link(const Path& target, const Path& path) { std::filesystem::create_symlink(target.string(), path.string()); }
-
-/// A download, a manifest that fits it, and a place for the staging directory.
-struct StagingWorld {
-  testing::TemporaryFolder folder;
-  PosixFileSystem files;
-  Path staging = folder / "staging";
-  Path download = folder / "download" / "artifact";
-  ValidatedUpdate update;
-
-  explicit StagingWorld(const std::string& archive = "archive") {
-    writeFile(download, archive, 0600);
-    auto manifest = testing::validManifest();
-    manifest.artifactSHA256 = ArtifactHasher::sha256Hex(files, download);
-    update = testing::validated(manifest);
-  }
-
-  StagedUpdate stage() { return VerifiedArtifactStager::stage(files, download, update, staging); }
-
-  ValidatedUpdate reverify(const Path& staged) {
-    return VerifiedArtifactStager::reverify(
-        files, staged, testing::publicKeyBase64(),
-        {.identifier = testing::applicationIdentifier, .version = "2.3.0", .build = 100});
-  }
-
-  [[nodiscard]] std::vector<std::string> candidates() {
-    return exists(staging) ? files.list(staging) : std::vector<std::string>{};
-  }
-};
 
 TEST(ArtifactHasher, hashesEmptyAndLargeFiles) {
   const testing::TemporaryFolder folder;
