@@ -32,6 +32,23 @@ std::function<void(World&)> unstampedAt(der::Time time) {
   };
 }
 
+/// Leaves the timestamp out and claims this time, an encoded one.
+std::function<void(World&)> claims(const Bytes& time) {
+  return [time](World& world) {
+    world.eachMessage([&](MessageShape& m) {
+      m.timestamp.reset();
+      m.signingTime.reset();
+      m.editAttributes = [time](std::vector<Bytes>& all) {
+        all.push_back(der::sequence({der::oid("1.2.840.113549.1.9.5"), der::set({time})}));
+      };
+    });
+  };
+}
+
+/// In either form (UTCTime and GeneralizedTime).
+Bytes utcText(std::string_view text) { return der::element(0x17, asBytes(text)); }
+Bytes generalizedText(std::string_view text) { return der::element(0x18, asBytes(text)); }
+
 void removeMessage(SlotBlobs& blobs) {
   std::erase_if(blobs, [](const auto& entry) { return entry.first == messageSlot; });
 }
@@ -95,6 +112,11 @@ const std::vector<SigningCase> cases = {
        m.signingTime.reset();
      }),
      flipsCode},
+    {27, "signedInSecond60", accepted, claims(utcText("260115000060Z")), flipsCode},
+    {27, "signedInSecond60InTheOtherForm", accepted, claims(generalizedText("20260115235960Z")), flipsCode},
+    {27, "signedInSecond61", invalid, claims(utcText("260115000061Z"))},
+    {27, "signedInSecond61InTheOtherForm", invalid, claims(generalizedText("20260115235961Z"))},
+    {27, "signedOnThe30thOfFebruary", invalid, claims(utcText("260230000000Z"))},
     {27, "expiredWhenSigned", accepted, unstampedAt(day(2031, 1, 1)), flipsCode},
     {27, "expiredWhenSignedAndExpirationEnforced", invalid, expireSignatures},
     {28, "stampedAfterTheAuthoritysEnd", invalid,
