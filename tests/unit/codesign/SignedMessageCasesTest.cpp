@@ -49,6 +49,12 @@ std::function<void(World&)> claims(const Bytes& time) {
 Bytes utcText(std::string_view text) { return der::element(0x17, asBytes(text)); }
 Bytes generalizedText(std::string_view text) { return der::element(0x18, asBytes(text)); }
 
+/// The tag behind the identifier of the attribute becomes that of a primitive element.
+void spoilUnsignedSet(Bytes& bytes) {
+  const Bytes identifier = der::oid("1.2.840.113549.1.9.16.2.14");
+  bytes.at(positionOf(bytes, identifier) + identifier.size()) ^= 0x20;
+}
+
 void removeMessage(SlotBlobs& blobs) {
   std::erase_if(blobs, [](const auto& entry) { return entry.first == messageSlot; });
 }
@@ -100,6 +106,8 @@ const std::vector<SigningCase> cases = {
     {25, "unsignedAttributesWithoutAToken", invalid, message([](MessageShape& m) {
        m.unsignedAttribute = der::sequence({der::oid("1.2.3.4"), der::set({der::null()})});
      })},
+    {25, "anEmptyListOfUnsignedAttributes", invalid, message([](MessageShape& m) { m.unsignedAttribute = Bytes(); })},
+    {25, "anUnsignedSetThatIsNotTaggedAsOne", invalid, message([](MessageShape& m) { m.spoil = spoilUnsignedSet; })},
     {25, "aTokenOverOtherBytes", invalid, message([](MessageShape& m) { m.timestamp->spoilImprint = true; })},
     {25, "aTokenOfNoTimestampAuthority", invalid,
      [](World& w) { w.certificates.timestampLeaf.extendedKeyUsage = "codeSigning"; }},
