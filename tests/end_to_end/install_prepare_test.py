@@ -131,7 +131,10 @@ class PrepareRefusesAnArchive(InstallScenario):
                 self.assert_refused(message, *extra, **form)
 
     def test_31_with_a_long_path_that_is_not_sealed(self):
-        self.assert_refused(INVALID_SIGNATURE, Entry(f"{APP}/Contents/Resources/" + "/".join(["x" * 99] * 12), b"a"))
+        self.assert_refused(INVALID_SIGNATURE, Entry(f"{APP}/Contents/Resources/" + "/".join(["x" * 99] * 9), b"a"))
+
+    def test_31_with_a_path_that_no_mac_has_room_for(self):
+        self.assert_refused(INVALID_BUNDLE, Entry(f"{APP}/Contents/Resources/" + "/".join(["x" * 99] * 10), b"a"))
 
     def test_32_with_entries_without_a_type(self):
         self.assert_refused(UNSAFE_ARCHIVE, Entry(f"{APP}/Contents/a", b"a", mode=0o600))
