@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """`ditto -x -k` against bsdtar on the same archives, and how its memory grows with the number of entries.
 
-Entries of one kind are as honest archives have them, a hundred to a folder. Those of the other kind each lie in hundreds
-of folders of their own, which is the most that a name has room for. Everything lies in memory.
+Entries of one kind are as honest archives have them, a hundred to a folder. Those of the other kind each lie in
+hundreds of folders of their own, which is the most that a name has room for. Everything lies in memory.
 """
 
 import os
@@ -53,7 +53,8 @@ class Bench:
 
     def run(self):
         peers = [["bsdtar", "-x", "-f", self.archive, "-C", self.target]]
-        for name, entry, counts in (("entries", plain, COUNTS), (f"entries in {DEPTH} folders each", deep, DEEP_COUNTS)):
+        for name, entry, counts in (("entries", plain, COUNTS),
+                                    (f"entries in {DEPTH} folders each", deep, DEEP_COUNTS)):
             first = None
             for count in counts:
                 size = self.write(entry, count)
