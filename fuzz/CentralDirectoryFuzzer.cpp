@@ -5,14 +5,33 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <set>
+#include <string>
 
 #include "ditto/ArchiveFile.h"
 #include "ditto/ArchiveRules.h"
 #include "ditto/CentralDirectory.h"
+#include "ditto/NameOrder.h"
 #include "ditto/Refusal.h"
 
+namespace {
+
+using namespace brindlewick::ditto;
+
+/// A folder is planned once, and after the one that holds it.
+void checkPlan(const FolderPlan& plan) {
+  std::set<std::string> planned;
+  for (std::size_t entry = 0; entry < plan.entryCount(); ++entry)
+    for (const PlannedFolder& folder : plan.foldersOf(entry)) {
+      const auto slash = folder.path.rfind('/');
+      if (slash != std::string::npos && !planned.contains(folder.path.substr(0, slash))) __builtin_trap();
+      if (!planned.insert(folder.path).second) __builtin_trap();
+    }
+}
+
+}  // namespace
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  using namespace brindlewick::ditto;
   const int file = memfd_create("archive", MFD_CLOEXEC);
   if (file < 0) __builtin_trap();
   for (std::size_t done = 0; done < size;) {
@@ -29,7 +48,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       if (entry.offset < end || entry.compressedByteCount > size - entry.offset) __builtin_trap();
       end = entry.offset + entry.compressedByteCount;
     }
-    if (checkedItems(entries).size() != entries.size()) __builtin_trap();
+    const auto items = checkedItems(entries);
+    if (items.size() != entries.size()) __builtin_trap();
+    checkPlan(FolderPlan(items));
   } catch (const Refusal&) {
   }
   return 0;

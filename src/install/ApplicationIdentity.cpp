@@ -60,13 +60,14 @@ std::string verifySignature(CodeSigning& codeSigning, const Path& bundle, const 
   throw Failure(invalidCodeSignature);
 }
 
-/// A plain name. With a slash or dots, lipo would look at a file outside the folder of executables; and who judges the
-/// signature may look for the executable in another place, or find none, so that this is asked before.
 bool isPlainName(std::string_view name) {
   return !name.empty() && name != "." && name != ".." && name.find_first_of(std::string_view("/\0", 2)) == name.npos;
 }
 
 void verifyArchitectures(ProcessLauncher& processes, const Path& bundle, const std::string& executable) {
+  // With a slash or dots, lipo would look at a file outside the folder of executables. Asked no earlier than here: that
+  // a signature is none, or one of another team, says more about a bundle.
+  require(isPlainName(executable), invalidApplicationBundle);
   const auto file = bundle / "Contents/MacOS" / executable;
   const auto output =
       ToolRunner::run(processes, Path("/usr/bin/lipo"), {"-archs", file.string()}, maximumToolOutputByteCount);
@@ -97,8 +98,6 @@ VerifiedApplicationIdentity ApplicationIdentity::verify(const InspectionTools& t
   require(properties.identifier == expected.identifier, wrongApplicationIdentity);
   require(!expected.version || properties.shortVersion == *expected.version, wrongReleaseVersion);
   require(!expected.build || properties.version == *expected.build, wrongReleaseVersion);
-  require(isPlainName(properties.executable), invalidApplicationBundle);
-
   auto team = verifySignature(tools.codeSigning, bundle, properties.identifier, expected.teamIdentifier);
   verifyArchitectures(tools.processes, bundle, properties.executable);
   require(!expected.isAssessed || isAcceptedByGatekeeper(tools.processes, bundle), gatekeeperRejected);

@@ -184,10 +184,11 @@ class DittoExpands(Case):
         self.assert_expands(archive(*(Entry(name) for name in names), zip64=True))
         self.assertEqual(len(os.listdir(os.path.join(self.target, APP))), 70000)
 
-    def test_a_path_of_1200_bytes(self):
-        name = APP + "/" + "/".join(["x" * 99] * 12)
-        self.assert_expands(archive(Entry(name, b"deep")))
-        self.assertGreater(len(name), 1200)
+    def test_a_path_of_1024_bytes(self):
+        """More is no path on a Mac."""
+        name = APP + "/" + "/".join(["x" * 99] * 10 + ["y" * 8])
+        self.assertEqual(len(name), 1024)
+        self.assert_expands(archive(Entry(name, b"deep"), Entry(name[:-8] + "folder/z/")))
         self.assertEqual(contents(self.target)[name], b"deep")
 
     def test_implied_folders_with_mode_0755_whatever_the_umask(self):
@@ -310,20 +311,26 @@ class DittoRefuses(Case):
                 self.assert_refuses(archive(Entry(APP.encode() + b"/a" + bytes([byte]) + b"b")), "control character")
 
     def test_30_names_that_are_one_on_a_mac(self):
-        pairs = (("a", "a"), ("a", "A"), ("\u00fc", "u\u0308"), ("\u00dc", "u\u0308"), ("\u03a3", "\u03c2"), ("a", "a\u200d"),
-                 ("d/x", "D/y"), ("d/", "D/"), ("d/", "d/"), ("d/x", "d"), ("d", "d/x"), ("d", "d/"), ("d", "D/x"))
-        for first, second in pairs:
-            with self.subTest(pair=(first, second)):
-                reason = "below a file" if second in ("d/x", "D/x", "D/y") else "same name"
-                self.assert_refuses(archive(Entry(f"{APP}/{first}"), Entry(f"{APP}/{second}")), reason)
+        same = (("a", "a"), ("a", "A"), ("\u00fc", "u\u0308"), ("\u00dc", "u\u0308"), ("\u03a3", "\u03c2"), ("a", "a\u200d"),
+                ("d/", "D/"), ("d/", "d/"), ("d", "d/"), ("d/x", "d/X"))
+        below = (("d/x", "D/y"), ("d/x", "d"), ("d/x/y", "d/x"), ("d", "D/x"), ("d/", "D/x"), ("d/x/", "D/y/"),
+                 ("\u200d/x", "\u200c/y"), ("\u00fc/x", "u\u0308/y/z"))
+        for pairs, reason in ((same, "same name"), (below, "below a file")):
+            for pair in [*pairs, *(tuple(reversed(pair)) for pair in pairs)]:
+                # Names between the two, and around them, do not hide them from each other.
+                for further in ((), ("d/w/", "d-x", "d/x!", "a!", "Z/z"), ("0", "\U0001f600", "d.x/x")):
+                    with self.subTest(pair=pair, further=further):
+                        names = [f"{APP}/{name}" for name in (pair[0], *further, pair[1])]
+                        self.assert_refuses(archive(*map(Entry, names)), reason)
 
     def test_30_the_bundle_as_a_file_with_children(self):
         self.assert_refuses(archive(Entry(APP, b"a"), Entry(f"{APP}/a", b"a")), "below a file")
-        self.assert_refuses(archive(Entry(f"{APP}/a", b"a"), Entry(APP, b"a")), "same name")
+        self.assert_refuses(archive(Entry(f"{APP}/a", b"a"), Entry(APP, b"a")), "below a file")
 
     def test_31_names_that_no_file_can_have(self):
         for name, reason in ((b"a\0b", "control character"), (b"\xfc", "not UTF-8"), (b"\xed\xa0\x80", "not UTF-8"),
-                             (b"\xc0\xaf", "not UTF-8"), (b"x" * 256, "too long"), (b"x/" * 2100 + b"x", "too long")):
+                             (b"\xc0\xaf", "not UTF-8"), (b"x" * 256, "too long"), (b"x/" * 512 + b"x", "too long"),
+                             (b"x/" * 512 + b"/", "empty component"), (b"x/" * 2100, "too long")):
             with self.subTest(name=name[:8]):
                 self.assert_refuses(archive(Entry(name)), reason)
 

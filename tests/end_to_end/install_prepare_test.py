@@ -131,7 +131,10 @@ class PrepareRefusesAnArchive(InstallScenario):
                 self.assert_refused(message, *extra, **form)
 
     def test_31_with_a_long_path_that_is_not_sealed(self):
-        self.assert_refused(INVALID_SIGNATURE, Entry(f"{APP}/Contents/Resources/" + "/".join(["x" * 99] * 12), b"a"))
+        self.assert_refused(INVALID_SIGNATURE, Entry(f"{APP}/Contents/Resources/" + "/".join(["x" * 99] * 9), b"a"))
+
+    def test_31_with_a_path_that_no_mac_has_room_for(self):
+        self.assert_refused(INVALID_BUNDLE, Entry(f"{APP}/Contents/Resources/" + "/".join(["x" * 99] * 10), b"a"))
 
     def test_32_with_entries_without_a_type(self):
         self.assert_refused(UNSAFE_ARCHIVE, Entry(f"{APP}/Contents/a", b"a", mode=0o600))
@@ -280,7 +283,8 @@ class PrepareRefusesABundle(InstallScenario):
         self.assert_refused(GATEKEEPER, tamper="ticket")
 
     def test_41_whose_executable_is_named_by_a_path(self):
-        self.assert_refused(INVALID_BUNDLE, executable_key="../MacOS/Brindlewick")
+        """The signature is asked for first, and its validation looks for no executable elsewhere."""
+        self.assert_refused(INVALID_SIGNATURE, executable_key="../MacOS/Brindlewick")
 
 
 class PrepareRefusesTheInstalledApplication(InstallScenario):
@@ -298,7 +302,9 @@ class PrepareRefusesTheInstalledApplication(InstallScenario):
     def test_that_is_another_one_or_not_signed(self):
         self.stage()
         for message, shape in ((WRONG_IDENTITY, {"identifier": "com.other.app"}), (INVALID_SIGNATURE, {"sign": "none"}),
-                               (INVALID_SIGNATURE, {"sign": "adhoc"}), (WRONG_ARCHITECTURE, {"architectures": "arm64"})):
+                               (INVALID_SIGNATURE, {"sign": "adhoc"}),
+                               (INVALID_SIGNATURE, {"executable_key": "../MacOS/Brindlewick"}),
+                               (WRONG_ARCHITECTURE, {"architectures": "arm64"})):
             with self.subTest(shape=shape):
                 self.install(version="2.3.0", build=100, **shape)
                 self.assert_prepare_fails(message)

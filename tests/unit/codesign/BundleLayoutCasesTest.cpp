@@ -55,6 +55,20 @@ void addAttributes(World& world) {
   });
 }
 
+/// Where the platform keeps the signature of code that is no Mach-O file.
+void signScriptInItsAttributes(World& world) {
+  const std::string executable = "Contents/" + mainExecutable;
+  world.remove(executable);
+  world.addFile(executable, "#!/bin/sh\n", 0755);
+  world.onDisk([executable](const Path& application) {
+    for (const std::string part : {"CodeDirectory", "CodeRequirements", "CodeSignature"}) {
+      const std::string name = "user.com.apple.cs." + part;
+      if (setxattr((application / executable).c_str(), name.c_str(), part.data(), part.size(), 0) != 0)
+        throw std::runtime_error("no attribute");
+    }
+  });
+}
+
 std::function<void(World&)> executableName(const std::string& name) {
   return [name](World& world) { world.bundle.information["CFBundleExecutable"] = plist::string(name); };
 }
@@ -177,6 +191,7 @@ const std::vector<SigningCase> cases = {
     {49, "executableIsALink", invalid, becomesLink("Contents/MacOS/Brindlewick")},
     {49, "executableElsewhere", invalid, executableName("../MacOS/Brindlewick")},
     {49, "executableIsTheFolder", invalid, executableName(".")},
+    {49, "aScriptSignedInItsAttributes", invalid, signScriptInItsAttributes},
     {49, "noExecutable", invalid, removes("Contents/MacOS/Brindlewick")},
     {49, "executableInContents", invalid,
      [](World& w) {

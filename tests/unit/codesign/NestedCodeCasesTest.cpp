@@ -151,6 +151,23 @@ std::function<void(World&)> addsVersion(void (*change)(BundleShape&, TestPKI&)) 
   };
 }
 
+/// Puts another text into a link of the framework.
+void relink(World& world, const std::string& item, const std::string& target) {
+  world.remove("Contents/" + framework + "/" + item);
+  world.addLink("Contents/" + framework + "/" + item, target);
+}
+
+void beginLinksWithTheirFolder(World& world) {
+  nestVersionedFramework(world);
+  relink(world, "Versions/Current", "./A");
+  relink(world, "Core", "./Versions/Current/Core");
+}
+
+void linkRootToAnotherVersion(World& world) {
+  addsVersion([](BundleShape&, TestPKI&) {})(world);
+  relink(world, "Core", "Versions/B/Core");
+}
+
 void useOthersKeys(BundleShape&, TestPKI& pki) {
   pki = TestPKI::issued(PKIShape::developerID("TEAM123456", " of others"));
 }
@@ -192,6 +209,9 @@ const std::vector<SigningCase> cases = {
        nestVersionedFramework(w);
        w.addFile("Contents/" + framework + "/extra");
      }},
+    {57, "linksThatBeginWithTheirFolder", accepted, beginLinksWithTheirFolder,
+     [](World& w) { w.flipText(framework + "/Versions/A/Resources/Info.plist", "FMWK"); }},
+    {57, "aRootLinkIntoAVersionThatIsNotCurrent", invalid, linkRootToAnotherVersion},
     {57, "currentVersionOutside", invalid, pointCurrentOutside},
     {57, "aSecondVersionUnsigned", invalid, addUnsignedVersion},
     {57, "largePropertyListsBesideEachOther", accepted, nestLargeFrameworks,

@@ -32,6 +32,29 @@ std::function<void(World&)> unstampedAt(der::Time time) {
   };
 }
 
+/// Leaves the timestamp out and claims this time, an encoded one.
+std::function<void(World&)> claims(const Bytes& time) {
+  return [time](World& world) {
+    world.eachMessage([&](MessageShape& m) {
+      m.timestamp.reset();
+      m.signingTime.reset();
+      m.editAttributes = [time](std::vector<Bytes>& all) {
+        all.push_back(der::sequence({der::oid("1.2.840.113549.1.9.5"), der::set({time})}));
+      };
+    });
+  };
+}
+
+/// In either form (UTCTime and GeneralizedTime).
+Bytes utcText(std::string_view text) { return der::element(0x17, asBytes(text)); }
+Bytes generalizedText(std::string_view text) { return der::element(0x18, asBytes(text)); }
+
+/// The tag behind the identifier of the attribute becomes that of a primitive element.
+void spoilUnsignedSet(Bytes& bytes) {
+  const Bytes identifier = der::oid("1.2.840.113549.1.9.16.2.14");
+  bytes.at(positionOf(bytes, identifier) + identifier.size()) ^= 0x20;
+}
+
 void removeMessage(SlotBlobs& blobs) {
   std::erase_if(blobs, [](const auto& entry) { return entry.first == messageSlot; });
 }
@@ -83,6 +106,8 @@ const std::vector<SigningCase> cases = {
     {25, "unsignedAttributesWithoutAToken", invalid, message([](MessageShape& m) {
        m.unsignedAttribute = der::sequence({der::oid("1.2.3.4"), der::set({der::null()})});
      })},
+    {25, "anEmptyListOfUnsignedAttributes", invalid, message([](MessageShape& m) { m.unsignedAttribute = Bytes(); })},
+    {25, "anUnsignedSetThatIsNotTaggedAsOne", invalid, message([](MessageShape& m) { m.spoil = spoilUnsignedSet; })},
     {25, "aTokenOverOtherBytes", invalid, message([](MessageShape& m) { m.timestamp->spoilImprint = true; })},
     {25, "aTokenOfNoTimestampAuthority", invalid,
      [](World& w) { w.certificates.timestampLeaf.extendedKeyUsage = "codeSigning"; }},
@@ -95,6 +120,11 @@ const std::vector<SigningCase> cases = {
        m.signingTime.reset();
      }),
      flipsCode},
+    {27, "signedInSecond60", accepted, claims(utcText("260115000060Z")), flipsCode},
+    {27, "signedInSecond60InTheOtherForm", accepted, claims(generalizedText("20260115235960Z")), flipsCode},
+    {27, "signedInSecond61", invalid, claims(utcText("260115000061Z"))},
+    {27, "signedInSecond61InTheOtherForm", invalid, claims(generalizedText("20260115235961Z"))},
+    {27, "signedOnThe30thOfFebruary", invalid, claims(utcText("260230000000Z"))},
     {27, "expiredWhenSigned", accepted, unstampedAt(day(2031, 1, 1)), flipsCode},
     {27, "expiredWhenSignedAndExpirationEnforced", invalid, expireSignatures},
     {28, "stampedAfterTheAuthoritysEnd", invalid,

@@ -51,6 +51,7 @@ const MessageCase tokens[] = {
     {"theSignatureOfTheToken", signature, [](MessageWorld&) {}, flipSignature},
     {"unsignedAttributesWithoutAToken", "unsigned attributes hold a timestamp token",
      unsignedAttribute(attribute("1.2.3.4", {der::null()}))},
+    {"noUnsignedAttributeInTheirList", "unsigned attributes hold a timestamp token", unsignedAttribute(Bytes())},
     {"twoTokens", "unsigned attributes hold one timestamp token",
      unsignedAttribute(
          der::join({attribute(tokenAttribute, {der::null()}), attribute(tokenAttribute, {der::null()})}))},

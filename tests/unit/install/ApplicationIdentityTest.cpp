@@ -152,12 +152,12 @@ const std::vector<Broken>& brokenRules() {
          i.expected.version = "1.2.0";
        }},
       {"build", wrongReleaseVersion, [](auto& i) { i.expected.build = 119; }},
-      {"noExecutableInside", invalidApplicationBundle,
-       [](auto& i) { i.recipe.properties["CFBundleExecutable"] = "string ../Resources/tool"; }},
       {"unreadableCode", invalidCodeSignature, [](auto& i) { i.codeSigning.failReading(); }},
       {"invalidCode", invalidCodeSignature, [](auto& i) { i.codeSigning.damage(1); }},
       {"otherTeam", wrongSigningTeam, [](auto& i) { i.expected.teamIdentifier = "OTHER"; }},
       {"requirementDoesNotCompile", invalidCodeSignature, [](auto& i) { i.codeSigning.refuseRequirements(); }},
+      {"noExecutableInside", invalidApplicationBundle,
+       [](auto& i) { i.recipe.properties["CFBundleExecutable"] = "string ../Resources/tool"; }},
       {"thin", unsupportedArchitecture, [](auto& i) { i.recipe.architectures = "arm64"; }},
       {"gatekeeper", gatekeeperRejected,
        [](auto& i) { i.processes.script("/usr/sbin/spctl", [](auto&) { return failedRun(); }); }},
@@ -243,17 +243,20 @@ TEST(ApplicationIdentityRefuses, theEarlierOfTwoBrokenRules) {
     }
 }
 
+/// What "Contents/MacOS/" and a name must not be joined to.
+const std::string namesThatAreNotPlain[] = {"../../../../usr/bin/x",          "/usr/bin/x", "a/b", "..", ".", "",
+                                            std::string("Brindlewick\0x", 13)};
+
 TEST(ApplicationIdentityRefuses, executableNamesThatLeadOutOfTheBundle) {
-  for (const char* name : {"../../../../usr/bin/x", "/usr/bin/x", "a/b", "..", ".", ""}) {
-    Inspection inspection;
-    inspection.recipe.properties["CFBundleExecutable"] = "string " + std::string(name);
-    EXPECT_THAT([&] { static_cast<void>(inspection.verify()); }, fails(invalidApplicationBundle)) << name;
-    EXPECT_THAT(inspection.log.events({"run"}), IsEmpty()) << name;
-  }
-  Inspection inspection;
-  inspection.recipe.properties["CFBundleExecutable"] = std::string("string Brindlewick\0x", 20);
-  EXPECT_THAT([&] { static_cast<void>(inspection.verify()); }, fails(invalidApplicationBundle));
-  EXPECT_THAT(inspection.log.events({"run"}), IsEmpty());
+  for (const std::string& name : namesThatAreNotPlain)
+    for (const bool isInstalled : {false, true}) {
+      Inspection inspection;
+      if (isInstalled) inspection.expected = {.identifier = std::string(testing::applicationIdentifier)};
+      inspection.recipe.properties["CFBundleExecutable"] = "string " + name;
+      EXPECT_THAT([&] { static_cast<void>(inspection.verify()); }, fails(invalidApplicationBundle)) << name;
+      EXPECT_THAT(inspection.log.events({"requirement"}), ::testing::SizeIs(1)) << name;
+      EXPECT_THAT(inspection.log.events({"run"}), IsEmpty()) << name;
+    }
 }
 
 TEST(ApplicationIdentityRefuses, anotherTeamBeforeAnyRequirementIsBuilt) {

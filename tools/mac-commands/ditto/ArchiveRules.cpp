@@ -6,15 +6,16 @@
 #include <algorithm>
 #include <cstdlib>
 #include <memory>
-#include <unordered_map>
 
+#include "NameOrder.h"
 #include "Refusal.h"
 #include "platform/AsciiText.h"
 
 namespace brindlewick::ditto {
 namespace {
 
-constexpr std::size_t longestPath = 4095;
+/// PATH_MAX of macOS. A longer name could be no file there, and each component of one may be a folder to be created.
+constexpr std::size_t longestPath = 1024;
 constexpr std::size_t longestComponent = 255;
 
 void checkPath(std::string_view path) {
@@ -59,44 +60,32 @@ Item describe(const ArchiveEntry& entry) {
   return item;
 }
 
-/// All names so far, under the key by which a Mac's file system compares them.
-class Names {
- public:
-  void add(const Item& item) {
-    const std::string key = comparisonKey(item.path);
-    std::size_t keyEnd = 0;
-    for (std::size_t end = item.path.find('/'); end != std::string::npos; end = item.path.find('/', end + 1)) {
-      // Neither folding nor composition touches a slash, so the components of both texts pair up.
-      keyEnd = key.find('/', keyEnd + 1);
-      addParent(key.substr(0, keyEnd), item.path.substr(0, end));
-    }
-    const auto [known, isNew] = names_.try_emplace(key, Name{item.path, item.kind, false});
-    if (isNew) return;
-    // A folder's own entry may follow those of its content; nothing else may come twice.
-    Name& name = known->second;
-    if (!name.isImplied || item.kind != Item::Kind::folder || name.spelling != item.path)
-      throw Refusal("two entries have the same name on a file system that ignores case and normalisation");
-    name.isImplied = false;
-  }
-
- private:
-  struct Name {
-    std::string spelling;
-    Item::Kind kind;
-    bool isImplied;
-  };
-
-  void addParent(std::string key, std::string spelling) {
-    const auto known = names_.find(key);
-    if (known == names_.end()) {
-      names_.emplace(std::move(key), Name{std::move(spelling), Item::Kind::folder, true});
-    } else if (known->second.kind != Item::Kind::folder || known->second.spelling != spelling) {
-      throw Refusal("an entry lies below a file, or below a folder that another entry spells differently");
-    }
-  }
-
-  std::unordered_map<std::string, Name> names_;
+/// A name beside the key by which a Mac's file system compares it.
+struct Name {
+  std::string key;
+  const Item* item;
 };
+
+/// Neither folding nor composition touches a slash, so the components of a key and of its name pair up.
+void checkNeighbours(const Name& before, const Name& name) {
+  if (before.key == name.key)
+    throw Refusal("two entries have the same name on a file system that ignores case and normalisation");
+  const std::size_t shared = sharedComponentCount(before.key, name.key);
+  const bool liesBelow = shared == componentCount(before.key);
+  if ((liesBelow && before.item->kind != Item::Kind::folder) ||
+      sharedComponentCount(before.item->path, name.item->path) < shared)
+    throw Refusal("an entry lies below a file, or below a folder that another entry spells differently");
+}
+
+/// In the order of names each stands behind its folders, and all that share a folder stand together. So only neighbours
+/// are compared, and no folder is kept in memory: an archive of a few MiB can name a hundred times as many of them.
+void checkNames(const std::vector<Item>& items) {
+  std::vector<Name> names;
+  names.reserve(items.size());
+  for (const Item& item : items) names.push_back({comparisonKey(item.path), &item});
+  std::ranges::sort(names, precedesByName, &Name::key);
+  for (std::size_t i = 1; i < names.size(); ++i) checkNeighbours(names[i - 1], names[i]);
+}
 
 }  // namespace
 
@@ -117,11 +106,8 @@ std::string comparisonKey(std::string_view name) {
 std::vector<Item> checkedItems(const std::vector<ArchiveEntry>& entries) {
   std::vector<Item> items;
   items.reserve(entries.size());
-  Names names;
-  for (const ArchiveEntry& entry : entries) {
-    items.push_back(describe(entry));
-    names.add(items.back());
-  }
+  for (const ArchiveEntry& entry : entries) items.push_back(describe(entry));
+  checkNames(items);
   return items;
 }
 

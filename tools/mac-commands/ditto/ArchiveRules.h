@@ -26,9 +26,9 @@ struct Item {
 };
 
 /// What the entries ask for, in their order. Throws Refusal for a name that is absolute, climbs, has an empty, "." or
-/// ".." component, a backslash, a control byte, is not UTF-8 or too long; for anything but a plain file or folder,
-/// whichever system made the entry; and for names of which a Mac's file system would make one (equal after case
-/// folding and normalisation, ignorable characters left out) or that need one item to be a file and a folder.
+/// ".." component, a backslash, a control byte, is not UTF-8 or longer than 1,024 bytes; for anything but a plain file
+/// or folder, whichever system made the entry; and for names of which a Mac's file system would make one (equal after
+/// case folding and normalisation, ignorable characters left out) or that need one item to be a file and a folder.
 [[nodiscard]] std::vector<Item> checkedItems(const std::vector<ArchiveEntry>& entries);
 
 /// A name as a file system that ignores case and normalisation compares it. Throws Refusal when it is not UTF-8.

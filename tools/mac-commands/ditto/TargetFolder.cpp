@@ -5,15 +5,16 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <system_error>
 #include <utility>
 
-#include "platform/AsciiText.h"
-
 namespace brindlewick::ditto {
 namespace {
 
+/// Enough that a walk up a long path opens few folders again.
+constexpr std::size_t maximumOpenFolderCount = 16;
 constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 
 [[noreturn]] void fail(const char* operation) { throw std::system_error(errno, std::generic_category(), operation); }
@@ -26,6 +27,15 @@ std::string parentPath(const std::string& path) {
 const char* lastComponent(const std::string& path) {
   const auto slash = path.rfind('/');
   return path.c_str() + (slash == std::string::npos ? 0 : slash + 1);
+}
+
+/// How much two paths have in common in whole components.
+std::size_t sharedByteCount(const std::string& a, const std::string& b) {
+  const auto [inA, inB] = std::ranges::mismatch(a, b);
+  const auto count = static_cast<std::size_t>(inA - a.begin());
+  if ((inA == a.end() || *inA == '/') && (inB == b.end() || *inB == '/')) return count;
+  const std::size_t slash = a.substr(0, count).rfind('/');
+  return slash == a.npos ? 0 : slash;
 }
 
 bool createIfAbsent(const std::string& path) {
@@ -55,9 +65,7 @@ TargetFolder::TargetFolder(const std::string& path)
     : path_(path), isNew_(createIfAbsent(path)), root_(openRoot(path)) {}
 
 TargetFolder::~TargetFolder() {
-  if (kept_) return;
-  removeCreated();
-  if (isNew_) rmdir(path_.c_str());
+  if (isNew_ && !kept_) rmdir(path_.c_str());
 }
 
 std::uint64_t TargetFolder::freeByteCount() const {
@@ -68,59 +76,48 @@ std::uint64_t TargetFolder::freeByteCount() const {
 
 void TargetFolder::createFolder(const std::string& path) {
   if (mkdirat(parentOf(path), lastComponent(path), 0700) != 0) fail("cannot create a folder");
-  created_.push_back({path, true});
 }
 
 Descriptor TargetFolder::createFile(const std::string& path) {
   constexpr int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
   Descriptor file(openat(parentOf(path), lastComponent(path), flags, 0600));
   if (file.number() < 0) fail("cannot create a file");
-  created_.push_back({path, false});
   return file;
 }
 
 void TargetFolder::finishFolder(const std::string& path, mode_t mode, const timespec* modified) {
-  setAttributes(openFolder(path), mode, modified);
+  setAttributes(folderAt(path), mode, modified);
 }
 
-Descriptor TargetFolder::openFolder(const std::string& path) const {
-  Descriptor folder(openat(root_.number(), ".", folderFlags));
-  if (folder.number() < 0) fail("cannot open the folder");
-  if (path.empty()) return folder;
-  for (const std::string_view component : split(path, '/')) {
-    folder = Descriptor(openat(folder.number(), std::string(component).c_str(), folderFlags | O_NOFOLLOW));
+void TargetFolder::reopenFolder(const std::string& path) noexcept try {
+  setAttributes(folderAt(path), 0700, nullptr);
+} catch (const std::exception&) {
+}
+
+void TargetFolder::removeFolder(const std::string& path) noexcept { remove(path, AT_REMOVEDIR); }
+
+void TargetFolder::remove(const std::string& path, int flags) noexcept try {
+  unlinkat(parentOf(path), lastComponent(path), flags);
+} catch (const std::exception&) {
+}
+
+const Descriptor& TargetFolder::folderAt(const std::string& path) {
+  const std::size_t shared = sharedByteCount(path, openPath_);
+  while (!open_.empty() && open_.back().pathByteCount > shared) open_.pop_back();
+  openPath_ = path;
+  for (std::size_t at = open_.empty() ? 0 : open_.back().pathByteCount; at < path.size();) {
+    const std::size_t begin = at == 0 ? 0 : at + 1;
+    at = std::min(path.find('/', begin), path.size());
+    const Descriptor& parent = open_.empty() ? root_ : open_.back().folder;
+    Descriptor folder(openat(parent.number(), path.substr(begin, at - begin).c_str(), folderFlags | O_NOFOLLOW));
     if (folder.number() < 0) fail("cannot open a folder");
+    open_.push_back({at, std::move(folder)});
+    if (open_.size() > maximumOpenFolderCount) open_.pop_front();
   }
-  return folder;
+  return path.empty() ? root_ : open_.back().folder;
 }
 
-int TargetFolder::parentOf(const std::string& path) {
-  std::string parent = parentPath(path);
-  if (lastParentFolder_.number() < 0 || parent != lastParent_) {
-    lastParentFolder_ = openFolder(parent);
-    lastParent_ = std::move(parent);
-  }
-  return lastParentFolder_.number();
-}
-
-/// Youngest first, so that folders are empty when their turn comes. What cannot be removed stays; there is nobody left
-/// to tell.
-void TargetFolder::removeCreated() noexcept {
-  // Folders that already have their final mode may lack the permission to remove what they hold.
-  for (const Created& item : created_) {
-    try {
-      if (item.isFolder) setAttributes(openFolder(item.path), 0700, nullptr);
-    } catch (const std::system_error&) {
-    }
-  }
-  for (; !created_.empty(); created_.pop_back()) {
-    const Created& item = created_.back();
-    try {
-      unlinkat(parentOf(item.path), lastComponent(item.path), item.isFolder ? AT_REMOVEDIR : 0);
-    } catch (const std::system_error&) {
-    }
-  }
-}
+int TargetFolder::parentOf(const std::string& path) { return folderAt(parentPath(path)).number(); }
 
 void setAttributes(const Descriptor& item, mode_t mode, const timespec* modified) {
   const timespec times[2] = {{.tv_sec = 0, .tv_nsec = UTIME_OMIT},

@@ -4,8 +4,8 @@
 
 #include <cstdint>
 #include <ctime>
+#include <deque>
 #include <string>
-#include <vector>
 
 #include "platform/Bytes.h"
 
@@ -25,9 +25,10 @@ class Descriptor {
 };
 
 /// The folder into which an archive is expanded. Everything is created in it, exclusively, by walking from folder to
-/// folder without following links. What was created is removed again unless `keep` is called.
+/// folder without following links. Unless `keep` is called, a folder that was not there before is removed again.
 ///
-/// All operations take paths relative to the folder and throw std::system_error; a name that exists already is one.
+/// All operations take paths relative to the folder and throw std::system_error, a name that exists already being one;
+/// those that remove do not throw.
 class TargetFolder {
  public:
   /// Opens the folder; creates it, with mode 0755 less the process's mask, when there is none.
@@ -45,25 +46,29 @@ class TargetFolder {
   /// Gives a folder its final mode and, unless null, its time of modification.
   void finishFolder(const std::string& path, mode_t mode, const timespec* modified);
 
+  /// Gives a folder back to its owner.
+  void reopenFolder(const std::string& path) noexcept;
+  void removeFile(const std::string& path) noexcept { remove(path, 0); }
+  void removeFolder(const std::string& path) noexcept;
+
   void keep() noexcept { kept_ = true; }
 
  private:
-  struct Created {
-    std::string path;
-    bool isFolder;
+  struct OpenFolder {
+    std::size_t pathByteCount;
+    Descriptor folder;
   };
 
-  [[nodiscard]] Descriptor openFolder(const std::string& path) const;
-  /// The open folder that holds this path; remembered, since the next item mostly lies in the same one.
+  /// The open folder of this path. It and those around it are remembered: the next item mostly lies near it.
+  [[nodiscard]] const Descriptor& folderAt(const std::string& path);
   [[nodiscard]] int parentOf(const std::string& path);
-  void removeCreated() noexcept;
+  void remove(const std::string& path, int flags) noexcept;
 
   std::string path_;
   bool isNew_ = false;
   Descriptor root_;
-  std::string lastParent_;
-  Descriptor lastParentFolder_{-1};
-  std::vector<Created> created_;
+  std::string openPath_;
+  std::deque<OpenFolder> open_;  ///< the last of those on that path, the deepest at the end
   bool kept_ = false;
 };
 

@@ -10,12 +10,18 @@
 /// lengths nest at most 32 deep.
 namespace brindlewick::codesign::ber {
 
+inline constexpr std::uint8_t integer = 0x02;
 inline constexpr std::uint8_t octetString = 0x04;
+inline constexpr std::uint8_t null = 0x05;
 inline constexpr std::uint8_t objectIdentifier = 0x06;
 inline constexpr std::uint8_t sequence = 0x30;
 inline constexpr std::uint8_t set = 0x31;
 /// A constructed element with the context-specific tag of this number.
 [[nodiscard]] constexpr std::uint8_t context(unsigned number) { return static_cast<std::uint8_t>(0xA0 | number); }
+/// A primitive one.
+[[nodiscard]] constexpr std::uint8_t primitiveContext(unsigned number) {
+  return static_cast<std::uint8_t>(0x80 | number);
+}
 
 struct Element {
   std::uint8_t tag = 0;

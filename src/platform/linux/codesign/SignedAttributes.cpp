@@ -14,10 +14,7 @@ constexpr std::uint8_t contentTypeIdentifier[] = {0x2A, 0x86, 0x48, 0x86, 0xF7, 
 constexpr std::uint8_t messageDigestIdentifier[] = {0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x09, 0x04};
 constexpr std::uint8_t signingTimeIdentifier[] = {0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x09, 0x05};
 
-struct Attribute {
-  ByteView identifier;
-  ByteView values;
-};
+}  // namespace
 
 Attribute nextAttribute(ber::Reader& attributes) {
   ber::Reader parts(attributes.next(ber::sequence));
@@ -26,8 +23,6 @@ Attribute nextAttribute(ber::Reader& attributes) {
   require(parts.isAtEnd(), "an attribute is an identifier and its values");
   return {identifier, values};
 }
-
-}  // namespace
 
 SignedAttributes::SignedAttributes(const ber::Element& element) : element_(element) {
   for (ber::Reader attributes(element_); !attributes.isAtEnd();) static_cast<void>(nextAttribute(attributes));

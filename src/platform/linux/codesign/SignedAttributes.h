@@ -8,6 +8,15 @@
 
 namespace brindlewick::codesign {
 
+/// One attribute of a list of them (RFC 5652, section 5.3), signed or not.
+struct Attribute {
+  ByteView identifier;  ///< an OID as encoded, without its header
+  ByteView values;      ///< one behind the other
+};
+
+/// Reads the next of a list. Throws Refusal.
+[[nodiscard]] Attribute nextAttribute(ber::Reader& attributes);
+
 /// The signed attributes of a message (RFC 5652, section 5.3) in the very bytes that the signature covers, so that what
 /// is asked is what was signed. Refers to those bytes. No question may have two answers: an attribute that stands twice
 /// throws Refusal when it is asked for.

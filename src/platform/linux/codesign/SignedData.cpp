@@ -10,40 +10,8 @@
 namespace brindlewick::codesign {
 namespace {
 
-// A code signature carries three certificates, a timestamp token four. Whoever embeds thousands wants each of them to
-// be parsed and tried as the issuer of each other one.
-constexpr std::size_t maximumCertificateCount = 32;
-
-ber::Element last(ber::Reader reader) {
-  ber::Element element = reader.next();
-  while (!reader.isAtEnd()) element = reader.next();
-  return element;
-}
-
-void requireFewCertificates(ber::Reader signedData) {
-  while (!signedData.isAtEnd()) {
-    const ber::Element part = signedData.next();
-    if (part.tag != ber::context(0)) continue;
-    std::size_t count = 0;
-    for (ber::Reader certificates(part); !certificates.isAtEnd(); certificates.next())
-      require(++count <= maximumCertificateCount, "a message carries few certificates");
-  }
-}
-
-/// The attributes in the encoding of ContentInfo, [0], SignedData, the last SET, SignerInfo, [0].
-SignedAttributes attributesIn(const ber::Element& message) {
-  ber::Reader contentInfo(message);
-  contentInfo.next(ber::objectIdentifier);
-  const ber::Element signedData = ber::only(contentInfo.next(ber::context(0)).content, ber::sequence);
-  requireFewCertificates(ber::Reader(signedData));
-  const ber::Element signers = last(ber::Reader(signedData));
-  require(signers.tag == ber::set, "the signers come last");
-  ber::Reader parts(ber::only(signers.content, ber::sequence));
-  parts.next();               // the version
-  parts.next();               // who the signer is
-  parts.next(ber::sequence);  // the digest algorithm
-  return SignedAttributes(parts.next(ber::context(0)));
-}
+// 1.2.840.113549.1.9.16.2.14 (RFC 3161, appendix A)
+constexpr std::uint8_t timestampTokenIdentifier[] = {0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x09, 0x10, 0x02, 0x0E};
 
 ber::Element withoutPadding(ByteView message) {
   ber::Reader reader(message);
@@ -80,7 +48,8 @@ const char* keyTypeOf(int signatureAlgorithm, int digestAlgorithm) {
 
 }  // namespace
 
-SignedData::SignedData(ByteView message) : attributes_(attributesIn(withoutPadding(message))) {
+SignedData::SignedData(ByteView message)
+    : parts_(readSignedDataParts(withoutPadding(message))), attributes_(parts_.attributes) {
   message_ = decoded(withoutPadding(message).encoding);
   auto* const signers = CMS_get0_SignerInfos(message_.get());
   require(sk_CMS_SignerInfo_num(signers) == 1, "a message has one signer");
@@ -117,18 +86,20 @@ ByteView SignedData::signature() const {
 }
 
 std::optional<ByteView> SignedData::timestampToken() const {
-  if (CMS_unsigned_get_attr_count(signerInfo_) <= 0) return std::nullopt;
-  const int at = CMS_unsigned_get_attr_by_NID(signerInfo_, NID_id_smime_aa_timeStampToken, -1);
-  require(at >= 0, "unsigned attributes hold a timestamp token");
-  require(CMS_unsigned_get_attr_by_NID(signerInfo_, NID_id_smime_aa_timeStampToken, at) < 0,
-          "unsigned attributes hold one timestamp token");
-  X509_ATTRIBUTE* const attribute = CMS_unsigned_get_attr(signerInfo_, at);
-  require(X509_ATTRIBUTE_count(attribute) == 1, "the timestamp attribute has one value");
-  // OpenSSL keeps a value of any type in its encoding.
-  const auto* const token =
-      static_cast<const ASN1_STRING*>(X509_ATTRIBUTE_get0_data(attribute, 0, V_ASN1_SEQUENCE, nullptr));
-  require(token != nullptr, "a timestamp token is a sequence");
-  return ByteView(ASN1_STRING_get0_data(token), static_cast<std::size_t>(ASN1_STRING_length(token)));
+  if (!parts_.unsignedAttributes) return std::nullopt;
+  std::optional<ByteView> values;
+  for (ber::Reader attributes(*parts_.unsignedAttributes); !attributes.isAtEnd();) {
+    const Attribute attribute = nextAttribute(attributes);
+    if (!std::ranges::equal(attribute.identifier, timestampTokenIdentifier)) continue;
+    require(!values, "unsigned attributes hold one timestamp token");
+    values = attribute.values;
+  }
+  require(values.has_value(), "unsigned attributes hold a timestamp token");
+  ber::Reader tokens(*values);
+  const ber::Element token = tokens.next();
+  require(tokens.isAtEnd(), "the timestamp attribute has one value");
+  require(token.tag == ber::sequence, "a timestamp token is a sequence");
+  return token.encoding;
 }
 
 void SignedData::requireContent(ByteView type, ByteView bytes) const {

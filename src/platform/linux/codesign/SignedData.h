@@ -7,6 +7,7 @@
 #include "platform/linux/codesign/Certificate.h"
 #include "platform/linux/codesign/OpenSSLHolders.h"
 #include "platform/linux/codesign/SignedAttributes.h"
+#include "platform/linux/codesign/SignedDataParts.h"
 
 namespace brindlewick::codesign {
 
@@ -32,8 +33,8 @@ class SignedData {
   [[nodiscard]] int digestAlgorithm() const;
   [[nodiscard]] const SignedAttributes& attributes() const noexcept { return attributes_; }
   [[nodiscard]] ByteView signature() const;
-  /// The encoded timestamp token among the unsigned attributes (RFC 3161, appendix A); absent when there are no
-  /// unsigned attributes at all. Where there are some, exactly one has to be a token.
+  /// The encoded timestamp token among the unsigned attributes (RFC 3161, appendix A); absent when there is no list of
+  /// them at all. Where there is one, exactly one of it has to be a token.
   [[nodiscard]] std::optional<ByteView> timestampToken() const;
 
   /// Requires the attributes to be about content of this type (an OID as encoded, without its header) and about these
@@ -46,6 +47,7 @@ class SignedData {
  private:
   ContentInfoHolder message_;
   CMS_SignerInfo* signerInfo_ = nullptr;
+  SignedDataParts parts_;
   SignedAttributes attributes_;
   std::vector<Certificate> certificates_;
 };
