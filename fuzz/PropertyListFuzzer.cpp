@@ -1,68 +1,116 @@
 // Whatever bytes a bundle has for a property list, they are read or refused; and what is read is sound and has one
-// meaning: written out again in the other format, it is read as the same.
+// meaning: written out as a binary list, it is read as the same.
 
-#include <plist/plist.h>
-
-#include <cmath>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
+#include <utility>
+#include <variant>
+#include <vector>
 
 #include "platform/UTF8.h"
-#include "platform/linux/PropertyListTree.h"
+#include "plist/PropertyListTree.h"
 
 namespace {
 
 using namespace brindlewick;
 
-bool isSoundText(std::string_view text) { return isUTF8(text) && text.find('\0') == std::string_view::npos; }
-
-plist_t written(const PropertyListNode& node);
-
-plist_t written(const PropertyListArray& array) {
-  const plist_t result = plist_new_array();
-  for (const auto& element : array) plist_array_append_item(result, written(element));
-  return result;
+std::string bigEndian(std::uint64_t number, int width) {
+  std::string bytes;
+  for (int shift = 8 * (width - 1); shift >= 0; shift -= 8) bytes += static_cast<char>(number >> shift & 0xFF);
+  return bytes;
 }
 
-plist_t written(const PropertyListTree& tree) {
-  const plist_t result = plist_new_dict();
-  for (const auto& [key, node] : tree) {
-    if (key.empty() || !isSoundText(key)) __builtin_trap();
-    plist_dict_set_item(result, key.c_str(), written(node));
+/// The simplest form of a binary list: each value an object of its own, all numbers in full width, texts in UTF-16.
+class Writer {
+ public:
+  std::string write(const PropertyListTree& tree) {
+    const auto top = add(tree);
+    std::string content = "bplist00", table;
+    for (const auto& object : objects_) {
+      table += bigEndian(content.size(), 8);
+      content += object;
+    }
+    return content + table + std::string(6, '\0') + "\x08\x04" + bigEndian(objects_.size(), 8) + bigEndian(top, 8) +
+           bigEndian(content.size(), 8);
   }
-  return result;
-}
 
-plist_t written(const std::string& text) {
-  if (!isSoundText(text)) __builtin_trap();
-  return plist_new_string(text.c_str());
-}
-
-plist_t written(const PropertyListNode& node) {
-  if (const auto* tree = node.as<PropertyListTree>()) return written(*tree);
-  if (const auto* array = node.as<PropertyListArray>()) return written(*array);
-  if (const auto* text = node.as<std::string>()) return written(*text);
-  if (const auto* data = node.as<Bytes>())
-    return plist_new_data(data->empty() ? "" : reinterpret_cast<const char*>(data->data()), data->size());
-  if (const auto* number = node.as<std::int64_t>()) return plist_new_uint(static_cast<std::uint64_t>(*number));
-  if (const auto* isSet = node.as<bool>()) return plist_new_bool(*isSet ? 1 : 0);
-  if (const auto* real = node.as<double>()) {
-    if (!std::isfinite(*real)) __builtin_trap();
-    return plist_new_real(*real);
+  std::uint64_t operator()(const PropertyListTree& tree) { return add(tree); }
+  std::uint64_t operator()(const PropertyListArray& array) {
+    std::string references;
+    for (const auto& element : array) references += bigEndian(std::visit(*this, element.value), 4);
+    return put(counted('\xA0', array.size()) + references);
   }
-  return plist_new_date(0, 0);
+  std::uint64_t operator()(const std::string& text) { return put(written(text)); }
+  std::uint64_t operator()(const Bytes& data) { return put(counted('\x40', data.size()) + std::string(asText(data))); }
+  std::uint64_t operator()(double real) { return put("\x23" + bigEndian(std::bit_cast<std::uint64_t>(real), 8)); }
+  std::uint64_t operator()(std::int64_t number) {
+    return put("\x13" + bigEndian(static_cast<std::uint64_t>(number), 8));
+  }
+  std::uint64_t operator()(bool value) { return put(value ? "\x09" : "\x08"); }
+  std::uint64_t operator()(std::monostate) { return put("\x33" + bigEndian(0, 8)); }
+
+ private:
+  std::uint64_t put(std::string object) {
+    objects_.push_back(std::move(object));
+    return objects_.size() - 1;
+  }
+
+  static std::string counted(char kind, std::size_t count) {
+    return std::string(1, static_cast<char>(kind | 0xF)) + "\x13" + bigEndian(count, 8);
+  }
+
+  std::uint64_t add(const PropertyListTree& tree) {
+    std::string keys, values;
+    for (const auto& [key, node] : tree) {
+      keys += bigEndian(put(written(key)), 4);
+      values += bigEndian(std::visit(*this, node.value), 4);
+    }
+    return put(counted('\xD0', tree.size()) + keys + values);
+  }
+
+  static std::string written(const std::string& text) {
+    if (!isUTF8(text) || text.find('\0') != std::string::npos) __builtin_trap();
+    std::string units;
+    for (std::size_t i = 0; i < text.size();) {
+      const auto byte = [&](std::size_t offset) { return static_cast<std::uint8_t>(text[i + offset]); };
+      const int length = byte(0) < 0x80 ? 1 : byte(0) < 0xE0 ? 2 : byte(0) < 0xF0 ? 3 : 4;
+      std::uint32_t character = length == 1 ? byte(0) : byte(0) & (0x7FU >> length);
+      for (int k = 1; k < length; ++k) character = character << 6 | (byte(static_cast<std::size_t>(k)) & 0x3FU);
+      if (character >= 0x10000) units += bigEndian(0xD800 + ((character - 0x10000) >> 10), 2);
+      units += bigEndian(character >= 0x10000 ? 0xDC00 + (character & 0x3FF) : character, 2);
+      i += static_cast<std::size_t>(length);
+    }
+    return units.empty() ? "\x50" : counted('\x60', units.size() / 2) + units;
+  }
+
+  std::vector<std::string> objects_;
+};
+
+bool areEqual(const PropertyListTree& left, const PropertyListTree& right);
+bool areEqual(const PropertyListArray& left, const PropertyListArray& right);
+bool areEqual(double left, double right) {
+  return std::bit_cast<std::uint64_t>(left) == std::bit_cast<std::uint64_t>(right);
+}
+template <typename Scalar>
+bool areEqual(const Scalar& left, const Scalar& right) {
+  return left == right;
 }
 
-bool areEqual(const PropertyListNode& left, const PropertyListNode& right);
+bool areEqual(const PropertyListNode& left, const PropertyListNode& right) {
+  return std::visit(
+      [&right](const auto& value) {
+        const auto* other = right.as<std::remove_cvref_t<decltype(value)>>();
+        return other != nullptr && areEqual(value, *other);
+      },
+      left.value);
+}
 
 bool areEqual(const PropertyListTree& left, const PropertyListTree& right) {
   if (left.size() != right.size()) return false;
-  for (const auto& [key, node] : left) {
-    const auto* other = find(right, key);
-    if (other == nullptr || !areEqual(node, *other)) return false;
-  }
+  for (auto l = left.begin(), r = right.begin(); l != left.end(); ++l, ++r)
+    if (l->first != r->first || !areEqual(l->second, r->second)) return false;
   return true;
 }
 
@@ -73,32 +121,13 @@ bool areEqual(const PropertyListArray& left, const PropertyListArray& right) {
   return true;
 }
 
-bool areEqual(const PropertyListNode& left, const PropertyListNode& right) {
-  return std::visit(
-      [&right](const auto& value) {
-        using Kind = std::remove_cvref_t<decltype(value)>;
-        const auto* other = right.as<Kind>();
-        if (other == nullptr) return false;
-        if constexpr (std::is_same_v<Kind, PropertyListTree> || std::is_same_v<Kind, PropertyListArray>)
-          return areEqual(value, *other);
-        else
-          return value == *other;
-      },
-      left.value);
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const auto tree = parsePropertyList(ByteView(data, size));
-  if (!tree) return 0;
-  const plist_t list = written(*tree);
-  char* bytes = nullptr;
-  std::uint32_t byteCount = 0;
-  plist_to_bin(list, &bytes, &byteCount);
-  plist_free(list);
-  const auto again = parsePropertyList(ByteView(reinterpret_cast<std::uint8_t*>(bytes), byteCount));
-  std::free(bytes);
-  if (!again || !areEqual(*tree, *again)) __builtin_trap();
+  const auto list = measurePropertyList(ByteView(data, size));
+  if (!list) return 0;
+  const auto again = measurePropertyList(asBytes(Writer().write(list->top)));
+  if (!again || !areEqual(list->top, again->top)) __builtin_trap();
+  if (list->extent.valueCount != again->extent.valueCount || list->extent.byteCount < size) __builtin_trap();
   return 0;
 }

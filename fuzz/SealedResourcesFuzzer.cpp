@@ -2,10 +2,10 @@
 
 #include <array>
 
-#include "platform/linux/PropertyListTree.h"
 #include "platform/linux/codesign/Refusal.h"
 #include "platform/linux/codesign/ResourceRules.h"
 #include "platform/linux/codesign/SealedEntry.h"
+#include "plist/PropertyListTree.h"
 
 namespace {
 

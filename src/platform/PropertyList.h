@@ -21,9 +21,9 @@ class PropertyListReader {
  public:
   virtual ~PropertyListReader() = default;
 
-  /// The top-level dictionary; absent when the bytes are no property list, when its top level is no dictionary, or when
-  /// readers could differ about it (an entity, an integer beyond 64 bits; a repeated key only where the reader is ours:
-  /// the one of macOS keeps one of its values and does not tell).
+  /// The top-level dictionary; absent when the bytes are no property list for Core Foundation, when its top level is no
+  /// dictionary, for the oldest format, and for an integer beyond 64 bits. The reader that is ours refuses some more, such
+  /// as a repeated key: the one of macOS keeps one of its values and does not tell.
   [[nodiscard]] virtual std::optional<PropertyListDictionary> dictionary(ByteView content) = 0;
 };
 

@@ -89,6 +89,24 @@ class Open(unittest.TestCase):
                 self.information(plistlib.dumps({"CFBundleExecutable": name}))
                 self.assertEqual(self.open("-a", self.bundle), (1, f"open: {self.bundle}: not an application\n"))
 
+    def test_reads_property_lists_as_macos_does(self):
+        self.information(b"\n<plist version='0.9'><dict ><key>CFBundleExecutable</key ><string><![CDATA[run]]></string>"
+                         b"<key>CFBundleVersion</key><integer>0x76</integer></dict></plist><!-- end -->")
+        program = self.program("run")
+        self.assertEqual(self.open("-a", self.bundle), (0, ""))
+        self.report_of(program)
+
+    def test_refuses_a_property_list_that_unfolds_without_end(self):
+        # Arrays of two references to the next one, under the key of the first object.
+        objects = [b"\xd1\x01\x02", b"\x51k"] + [b"\xa2" + bytes([i, i]) for i in range(3, 203)] + [b"\x09"]
+        content, offsets = b"bplist00", b""
+        for item in objects:
+            offsets += len(content).to_bytes(2, "big")
+            content += item
+        trailer = bytes(6) + b"\x02\x01" + b"".join(n.to_bytes(8, "big") for n in (len(objects), 0, len(content)))
+        self.information(content + offsets + trailer)
+        self.assertEqual(self.open("-a", self.bundle), (1, f"open: {self.bundle}: not an application\n"))
+
     def test_refuses_what_is_no_application(self):
         self.assertEqual(self.open("-a", self.bundle), (1, f"open: {self.bundle}: not an application\n"))
         for content in (b"", b"no property list", b"<plist><array/></plist>", plistlib.dumps(["a"])):

@@ -8,7 +8,7 @@ import struct
 import world
 from world import Scenario, run_quietly
 
-LIBRARIES = {"libc.so.6", "libcrypto.so.3", "libgcc_s.so.1", "libm.so.6", "libplist-2.0.so.3", "libsodium.so.23",
+LIBRARIES = {"libc.so.6", "libcrypto.so.3", "libgcc_s.so.1", "libm.so.6", "libsodium.so.23",
              "libstdc++.so.6"}
 SANITIZER = re.compile(r"lib(asan|ubsan|lsan|tsan)\.so")
 

@@ -22,7 +22,7 @@ NOTORIOUS = ("ALL_PROXY", "GNUTLS_DEBUG_LEVEL", "GNUTLS_SYSTEM_PRIORITY_FILE", "
              "LDAPCONF", "LOCALDOMAIN", "LOCPATH", "MALLOC_CHECK_", "NETTLE_FAT_VERBOSE", "NLSPATH", "OPENSSL_CONF",
              "OPENSSL_MODULES", "P11_KIT_DEBUG", "P11_KIT_STRICT", "RES_OPTIONS", "RESOLV_HOST_CONF",
              "SSLKEYLOGFILE", "SSL_CERT_FILE", "TZ", "http_proxy", ABILITIES)
-OWN_LIBRARIES = {"libc.so.6", "libcrypto.so.3", "libgcc_s.so.1", "libm.so.6", "libplist-2.0.so.3", "libsodium.so.23",
+OWN_LIBRARIES = {"libc.so.6", "libcrypto.so.3", "libgcc_s.so.1", "libm.so.6", "libsodium.so.23",
                  "libstdc++.so.6"}
 # The C library looks there for any conversion of a time, and for the number of processors.
 TIME_ZONE, PROCESSORS = "/etc/localtime", "/sys/devices/system/cpu/online"

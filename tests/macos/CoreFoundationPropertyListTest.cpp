@@ -46,7 +46,9 @@ TEST(CoreFoundationPropertyList, refusesWhatIsNoDictionary) {
 
 TEST(CoreFoundationPropertyList, refusesAnIntegerBeyond64Bits) {
   EXPECT_TRUE(read(xml("<dict><key>a</key><integer>9223372036854775807</integer></dict>")));
+  EXPECT_TRUE(read(xml("<dict><key>a</key><integer>-9223372036854775808</integer></dict>")));
   EXPECT_FALSE(read(xml("<dict><key>a</key><integer>9223372036854775808</integer></dict>")));
+  EXPECT_FALSE(read(xml("<dict><key>a</key><integer>18446744073709551615</integer></dict>")));
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 #include "platform/linux/PlistPropertyListReader.h"
 
-#include "platform/linux/PropertyListTree.h"
+#include "plist/PropertyListTree.h"
 
 namespace brindlewick {
 

@@ -4,7 +4,7 @@
 
 namespace brindlewick {
 
-/// Property lists read with libplist, behind the checks of PropertyListTree.h.
+/// Property lists read as plist/PropertyListTree.h says.
 class PlistPropertyListReader final : public PropertyListReader {
  public:
   [[nodiscard]] std::optional<PropertyListDictionary> dictionary(ByteView content) override;

@@ -17,6 +17,9 @@ std::optional<PropertyListValue> toNumber(CFNumberRef number) {
   }
   std::int64_t value = 0;
   if (!CFNumberGetValue(number, kCFNumberSInt64Type, &value)) return std::nullopt;
+  // From 2^63 on it answers the low bits, a negative number, and calls that a success.
+  const CFHolder same(CFNumberCreate(nullptr, kCFNumberSInt64Type, &value));
+  if (!same || CFNumberCompare(number, same.get(), nullptr) != kCFCompareEqualTo) return std::nullopt;
   return value;
 }
 

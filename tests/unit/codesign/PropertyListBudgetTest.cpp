@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <optional>
-#include <string>
+#include <cstddef>
+#include <utility>
 
 #include "platform/linux/codesign/Refusal.h"
 
@@ -12,10 +12,8 @@ namespace {
 
 constexpr std::size_t most = PropertyListBudget::maximumByteCount;
 
-/// A list of one text, with its key and its file of so many bytes.
 bool takes(PropertyListBudget& budget, std::size_t byteCount, PropertyListBudget::Share* share = nullptr) try {
-  const PropertyListTree list = {{"key", PropertyListNode{std::string(byteCount - 3 - 100, 'x')}}};
-  auto taken = budget.take(Bytes(100), list);
+  auto taken = budget.take({.byteCount = byteCount, .valueCount = 1});
   if (share != nullptr) *share = std::move(taken);
   return true;
 } catch (const Refusal& refusal) {
@@ -23,11 +21,7 @@ bool takes(PropertyListBudget& budget, std::size_t byteCount, PropertyListBudget
   return false;
 }
 
-PropertyListTree arrayOf(std::size_t count) {
-  return {{"key", PropertyListNode{PropertyListArray(count, PropertyListNode{true})}}};
-}
-
-TEST(PropertyListBudget, countsFilesKeysAndTexts) {
+TEST(PropertyListBudget, takesWhatOneListMayHoldAndNoMore) {
   PropertyListBudget budget;
   EXPECT_TRUE(takes(budget, most));
   EXPECT_FALSE(takes(budget, most + 1));
@@ -55,8 +49,8 @@ TEST(PropertyListBudget, getsBackWhatAListTook) {
 
 TEST(PropertyListBudget, countsValues) {
   PropertyListBudget budget;
-  const auto all = std::make_optional(budget.take({}, arrayOf(PropertyListBudget::maximumValueCount - 1)));
-  EXPECT_THROW(static_cast<void>(budget.take({}, arrayOf(0))), Refusal);
+  const auto all = budget.take({.byteCount = 1, .valueCount = PropertyListBudget::maximumValueCount});
+  EXPECT_THROW(static_cast<void>(budget.take({.byteCount = 1, .valueCount = 1})), Refusal);
 }
 
 }  // namespace

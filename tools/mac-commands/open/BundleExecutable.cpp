@@ -1,19 +1,18 @@
 #include "BundleExecutable.h"
 
 #include <fcntl.h>
-#include <plist/plist.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdlib>
+#include <cstdint>
 #include <filesystem>
-#include <memory>
-#include <string_view>
+
+#include "plist/PropertyListTree.h"
 
 namespace brindlewick::open {
 namespace {
 
-/// Far more than any application has; libplist takes 32-bit sizes.
+/// Far more than any application has.
 constexpr std::size_t maximumPropertyListByteCount = 16 * 1024 * 1024;
 
 /// The content of a regular file; empty when it is none, cannot be read or is too large.
@@ -32,33 +31,18 @@ std::string smallFile(const std::string& path) {
   return content;
 }
 
-struct PropertyList {
-  std::unique_ptr<void, decltype(&plist_free)> root{nullptr, plist_free};
-
-  explicit PropertyList(const std::string& file) {
-    const std::string content = smallFile(file);
-    if (content.empty()) return;
-    plist_t parsed = nullptr;
-    plist_from_memory(content.data(), static_cast<std::uint32_t>(content.size()), &parsed);
-    root.reset(parsed);
-  }
-};
-
 std::string nameWithoutExtension(const std::string& bundle) {
   return std::filesystem::path(bundle).filename().stem().string();
 }
 
 /// The executable's name by the property list; the bundle's own where the list does not say.
 std::optional<std::string> executableName(const std::string& bundle) {
-  const PropertyList list(bundle + "/Contents/Info.plist");
-  if (!list.root || plist_get_node_type(list.root.get()) != PLIST_DICT) return std::nullopt;
-  plist_t value = plist_dict_get_item(list.root.get(), "CFBundleExecutable");
+  const auto information = parsePropertyList(asBytes(smallFile(bundle + "/Contents/Info.plist")));
+  if (!information) return std::nullopt;
+  const PropertyListNode* value = find(*information, "CFBundleExecutable");
   if (value == nullptr) return nameWithoutExtension(bundle);
-  if (plist_get_node_type(value) != PLIST_STRING) return std::nullopt;
-  char* text = nullptr;
-  plist_get_string_val(value, &text);
-  const std::unique_ptr<char, decltype(&std::free)> owner(text, std::free);
-  return text != nullptr ? std::optional<std::string>(text) : std::nullopt;
+  const auto* name = value->as<std::string>();
+  return name != nullptr ? std::optional(*name) : std::nullopt;
 }
 
 }  // namespace

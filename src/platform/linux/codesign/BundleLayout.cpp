@@ -98,13 +98,13 @@ struct Places {
 BundleLayout readLayout(Folder base, const Places& places, std::string_view bundleName, PropertyListBudget& budget) {
   checkBase(base);
   Bytes bytes = base.content(places.informationPath, std::min(maximumBundleFileByteCount, budget.bytesLeft()));
-  auto information = parsePropertyList(bytes);
+  auto information = measurePropertyList(bytes);
   require(information.has_value(), "Info.plist is a dictionary");
-  auto share = budget.take(bytes, *information);
-  checkKeys(*information);
-  std::string executable = places.executableFolder + executableNameOf(*information, bundleName);
-  return {std::move(base),         std::move(executable), std::move(bytes),
-          *std::move(information), std::move(share),      places.isFlat};
+  auto share = budget.take(information->extent);
+  checkKeys(information->top);
+  std::string executable = places.executableFolder + executableNameOf(information->top, bundleName);
+  return {std::move(base),  std::move(executable), std::move(bytes), std::move(information->top),
+          std::move(share), places.isFlat};
 }
 
 const Places contentsPlaces{"Info.plist", "MacOS/"};

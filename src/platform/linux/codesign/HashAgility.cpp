@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/PropertyListTree.h"
 #include "platform/linux/codesign/Refusal.h"
+#include "plist/PropertyListTree.h"
 
 namespace brindlewick::codesign {
 namespace {

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <utility>
 
-#include "platform/linux/PropertyListTree.h"
+#include "plist/PropertyListTree.h"
 
 namespace brindlewick::codesign {
 
@@ -14,8 +14,7 @@ class PropertyListBudget {
   static constexpr std::uint64_t maximumByteCount = 64 << 20;
   static constexpr std::uint64_t maximumValueCount = 1'000'000;
 
-  /// What one list takes, until it is gone: its values, and its bytes, which are those of the file and of all its keys,
-  /// texts and data.
+  /// What one list takes, until it is gone.
   class Share {
    public:
     Share() noexcept = default;
@@ -28,16 +27,15 @@ class PropertyListBudget {
     void giveBack() noexcept;
 
     PropertyListBudget* budget_ = nullptr;
-    std::uint64_t byteCount_ = 0;
-    std::uint64_t valueCount_ = 0;
+    PropertyListExtent extent_;
   };
 
   PropertyListBudget() noexcept = default;
   PropertyListBudget(const PropertyListBudget&) = delete;
   PropertyListBudget& operator=(const PropertyListBudget&) = delete;
 
-  /// For a list that was parsed from `content`. The budget must outlive the share. Throws Refusal when nothing is left.
-  [[nodiscard]] Share take(ByteView content, const PropertyListTree& list);
+  /// For a list that was read. The budget must outlive the share. Throws Refusal when nothing is left.
+  [[nodiscard]] Share take(const PropertyListExtent& extent);
   /// How large a file may be that is about to be read.
   [[nodiscard]] std::uint64_t bytesLeft() const noexcept { return bytesLeft_; }
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/PropertyListTree.h"
+#include "plist/PropertyListTree.h"
 
 namespace brindlewick::codesign {
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <variant>
 
-#include "platform/linux/PropertyListTree.h"
 #include "platform/linux/codesign/CodeHash.h"
+#include "plist/PropertyListTree.h"
 
 namespace brindlewick::codesign {
 

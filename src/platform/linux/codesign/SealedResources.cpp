@@ -144,13 +144,13 @@ class ResourceScan {
 }  // namespace
 
 void verifySealedResources(const BundleLayout& bundle, ByteView envelope, const SealRules& rules) {
-  const auto parsed = parsePropertyList(envelope);
+  const auto parsed = measurePropertyList(envelope);
   require(parsed.has_value(), "an envelope is a property list");
-  const auto share = rules.budget.take(envelope, *parsed);
+  const auto share = rules.budget.take(parsed->extent);
   // Version 1 seals too little; it must be there for old systems and is not read.
-  static_cast<void>(dictionaryOf(*parsed, "rules"));
-  static_cast<void>(dictionaryOf(*parsed, "files"));
-  ResourceScan(bundle, *parsed, rules).run();
+  static_cast<void>(dictionaryOf(parsed->top, "rules"));
+  static_cast<void>(dictionaryOf(parsed->top, "files"));
+  ResourceScan(bundle, parsed->top, rules).run();
 }
 
 }  // namespace brindlewick::codesign

@@ -4,10 +4,9 @@
 #include <cstdint>
 #include <string>
 
-#include "platform/linux/PlistPropertyListReader.h"
-#include "platform/linux/PropertyListTree.h"
+#include "plist/PropertyListTree.h"
 #include "support/TemporaryFolder.h"
-#include "unit/platform/PropertyListContent.h"
+#include "unit/plist/PropertyListContent.h"
 
 namespace brindlewick::testing {
 namespace {
@@ -42,19 +41,6 @@ TEST_P(ApplicationPropertyList, isReadWhole) {
   EXPECT_EQ(find(*tree, "Missing"), nullptr);
 }
 
-TEST_P(ApplicationPropertyList, readsAsAFlatDictionary) {
-  PlistPropertyListReader reader;
-  const auto dictionary = reader.dictionary(asBytes(dataFile(GetParam())));
-  ASSERT_TRUE(dictionary);
-  EXPECT_EQ(dictionary->size(), 21U);
-  EXPECT_EQ(dictionary->at("CFBundleVersion"), PropertyListValue("2400"));
-  EXPECT_EQ(dictionary->at("UpdateChannel"), PropertyListValue(std::int64_t{-3}));
-  EXPECT_EQ(dictionary->at("UpdateCheckWeight"), PropertyListValue(1000.5));
-  for (const char* key :
-       {"BuildDate", "CFBundleDocumentTypes", "LSRequiresNativeExecution", "NSAppTransportSecurity", "UpdateKey"})
-    EXPECT_EQ(dictionary->at(key), PropertyListValue()) << key;
-}
-
 TEST_P(ApplicationPropertyList, isRefusedWhenCutAnywhere) {
   const std::string content = dataFile(GetParam());
   const auto end = content.find_last_not_of('\n') + 1;
@@ -63,12 +49,6 @@ TEST_P(ApplicationPropertyList, isRefusedWhenCutAnywhere) {
 
 INSTANTIATE_TEST_SUITE_P(PropertyList, ApplicationPropertyList, ::testing::Values("Info.plist", "Info.binary.plist"),
                          [](const auto& info) { return std::string(info.index == 0 ? "XML" : "Binary"); });
-
-TEST(PropertyListReader, refusesWhatIsNoDictionary) {
-  PlistPropertyListReader reader;
-  EXPECT_FALSE(reader.dictionary(asBytes(document("<array/>"))));
-  EXPECT_FALSE(reader.dictionary({}));
-}
 
 }  // namespace
 }  // namespace brindlewick::testing
