@@ -49,9 +49,9 @@ namespace ApplicationIdentity {
 ///
 /// Throws Failure<UpdateInstallError>, the first that applies: invalidApplicationBundle for the place and the property
 /// list, wrongApplicationIdentity, wrongReleaseVersion, invalidCodeSignature for the signature as such,
-/// wrongSigningTeam, invalidCodeSignature for a signature that is not of a Developer ID, invalidApplicationBundle for the
-/// executable's name and for a failing lipo, unsupportedArchitecture, gatekeeperRejected.
-/// PlatformError when lipo cannot be started.
+/// wrongSigningTeam, invalidCodeSignature for a signature that is not of a Developer ID, invalidApplicationBundle for
+/// the executable's name and for a failing lipo, unsupportedArchitecture, gatekeeperRejected. PlatformError when lipo
+/// cannot be started.
 [[nodiscard]] VerifiedApplicationIdentity verify(const InspectionTools& tools, const Path& bundle,
                                                  const ExpectedApplication& expected);
 
