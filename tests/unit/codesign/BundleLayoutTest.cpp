@@ -54,6 +54,13 @@ class BundleLayoutTest : public ::testing::Test {
 
 using Paths = std::vector<std::string>;
 
+TEST_F(BundleLayoutTest, readsAnInfoPlistInTheNotationsOfMacOS) {
+  writeFile(bundle / "Contents/Info.plist",
+            "\n<plist version='0.9'><dict ><key>CFBundleExecutable</key ><string><![CDATA[program]]></string>"
+            "<key>CFBundleVersion</key><integer>+0118</integer></dict></plist><!-- end -->");
+  EXPECT_EQ(executables(), Paths{"MacOS/program"});
+}
+
 TEST_F(BundleLayoutTest, looksForTheExecutableInMacOS) {
   makeApplication();
   EXPECT_EQ(executables(), Paths{"MacOS/program"});
