@@ -76,6 +76,10 @@ int renameExclusively(int fromFolder, const char* from, int toFolder, const char
   return ::renameatx_np(fromFolder, from, toFolder, to, RENAME_EXCL) == 0 ? 0 : errno;
 }
 
+int changePermissions(int folder, const char* name, mode_t permissions) noexcept {
+  return ::fchmodat(folder, name, permissions, AT_SYMLINK_NOFOLLOW) == 0 ? 0 : errno;
+}
+
 void beginWriteBack(int /*file*/) noexcept {}  // the system begins by itself and offers no call that does not wait
 
 int flushToDrive(int item) noexcept {

@@ -25,6 +25,10 @@ void copyExtendedAttributes(int from, int to);
 /// AT_FDCWD. Returns 0 or the error number.
 [[nodiscard]] int renameExclusively(int fromFolder, const char* from, int toFolder, const char* to) noexcept;
 
+/// Sets the permissions of an item by name, without following a link: whether those of a link can be set differs from
+/// system to system. Returns 0 or the error number.
+[[nodiscard]] int changePermissions(int folder, const char* name, mode_t permissions) noexcept;
+
 /// Asks the disk to begin writing what a file holds, without waiting, so that a later sync has little left to do.
 void beginWriteBack(int file) noexcept;
 

@@ -62,19 +62,14 @@ void copyAcross(const Path& from, const Path& to) {
   }
 }
 
-/// Creates a directory with exactly these permissions, or none. Returns 0 or the error number.
-int makeDirectory(const Path& path, unsigned permissions) {
-  if (::mkdir(path.c_str(), 0700) != 0) return errno;
-  const auto mode = static_cast<mode_t>(permissions);
-  const Descriptor directory(
-      posix::uninterrupted([&] { return ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_DIRECTORY | O_CLOEXEC); }));
-  // A umask may have taken our own right to open it.
-  const int result =
-      directory ? ::fchmod(directory.get(), mode) : ::fchmodat(AT_FDCWD, path.c_str(), mode, AT_SYMLINK_NOFOLLOW);
-  if (result == 0) return 0;
-  const int code = errno;
-  ::rmdir(path.c_str());
-  return code;
+/// Returns 0 or the error number.
+int makeDirectory(const Path& path, unsigned permissions) noexcept {
+  return posix::tryCreateFolder(AT_FDCWD, path.c_str(), permissions) ? 0 : errno;
+}
+
+bool isDirectory(const Path& path) noexcept {
+  struct stat status {};
+  return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
 }  // namespace
@@ -101,19 +96,20 @@ void PosixFileSystem::createDirectory(const Path& path, unsigned permissions) {
 
 void PosixFileSystem::createDirectories(const Path& path, unsigned permissions) {
   const int code = makeDirectory(path, permissions);
-  if (code == 0) return;
   if (code == ENOENT && path.parent() != path) {
     createDirectories(path.parent(), permissions);
     return createDirectories(path, permissions);
   }
-  struct stat status {};
-  if (code == EEXIST && ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) return;
-  throwErrno("create", path.string(), code);
+  if (code != 0 && !(code == EEXIST && isDirectory(path))) throwErrno("create", path.string(), code);
 }
 
 void PosixFileSystem::setPermissions(const Path& path, unsigned permissions) {
-  if (::fchmodat(AT_FDCWD, path.c_str(), static_cast<mode_t>(permissions), AT_SYMLINK_NOFOLLOW) != 0)
-    throwErrno("set the permissions of", path.string());
+  const auto mode = static_cast<mode_t>(permissions);
+  const int code = posix::changePermissions(AT_FDCWD, path.c_str(), mode);
+  if (code == 0) return;
+  if (!posix::isUnsupported(code)) throwErrno("set the permissions of", path.string(), code);
+  const auto item = posix::openForReading(AT_FDCWD, path.c_str());
+  if (::fchmod(item.get(), mode) != 0) throwErrno("set the permissions of", path.string());
 }
 
 void PosixFileSystem::writeAtomically(const Path& path, ByteView content, unsigned permissions) {
@@ -151,8 +147,8 @@ Path PosixFileSystem::createTemporaryDirectory(const Path& destination) {
   int code = ENOENT;
   for (const auto& place : posix::temporaryFolderPlaces(destination)) {
     const auto folder = place / (".BrindlewickDownload." + randomUUID());
-    if (::mkdir(folder.c_str(), 0700) == 0) return folder;
-    code = errno;
+    code = makeDirectory(folder, 0700);
+    if (code == 0) return folder;
   }
   throwErrno("create a temporary folder for", destination.string(), code);
 }

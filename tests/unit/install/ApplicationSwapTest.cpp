@@ -1,8 +1,6 @@
 #include "install/ApplicationSwap.h"
 
 #include <gmock/gmock.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
@@ -11,6 +9,7 @@
 #include "platform/posix/PosixProcessLauncher.h"
 #include "support/Fails.h"
 #include "support/InstallWorld.h"
+#include "support/OwnProcess.h"
 
 namespace brindlewick {
 namespace {
@@ -181,24 +180,6 @@ TEST(ApplicationSwap, replacesAnApplicationThatCannotBeWrittenTo) {
   EXPECT_EQ(world.leftovers(), "");
 }
 
-/// Runs an action as a user without privileges, whom permissions bind.
-void asOrdinaryUser(const InstallWorld& world, const std::function<void()>& action) {
-  constexpr uid_t nobody = 65'534;
-  if (::geteuid() != 0) return action();
-  const auto hand = [](const std::filesystem::path& item) { ASSERT_EQ(::lchown(item.c_str(), nobody, nobody), 0); };
-  hand(world.folder.path().string());
-  for (const auto& item : std::filesystem::recursive_directory_iterator(world.folder.path().string())) hand(item);
-  const auto process = ::fork();
-  if (process == 0) {
-    if (::setgid(nobody) != 0 || ::setuid(nobody) != 0) ::_exit(2);
-    action();
-    ::_exit(::testing::Test::HasFailure() ? 1 : 0);
-  }
-  int status = -1;
-  ::waitpid(process, &status, 0);
-  EXPECT_EQ(status, 0);
-}
-
 TEST(ApplicationSwap, putsTheOldApplicationBackOverAnUndeletableFileInTheNewOne) {
   InstallWorld world;
   const auto locked = [&](const Path& folder) { return folder / "Brindlewick.app/Contents/Locked"; };
@@ -208,7 +189,7 @@ TEST(ApplicationSwap, putsTheOldApplicationBackOverAnUndeletableFileInTheNewOne)
   };
   world.prepared();
   world.codeSigning.damage(codeInPlace);
-  asOrdinaryUser(world, [&] { EXPECT_THAT([&] { world.apply(); }, fails(replacementFailed)); });
+  testing::asOrdinaryUser(world.folder.path(), [&] { EXPECT_THAT([&] { world.apply(); }, fails(replacementFailed)); });
   EXPECT_EQ(world.installedVersion(), "2.3.0");
   EXPECT_EQ(world.leftovers(), ".Brindlewick.app.UUID");  // what could not be deleted of the new one, out of the way
   for (const auto& item : std::filesystem::recursive_directory_iterator(world.folder.path().string()))
@@ -221,7 +202,8 @@ TEST(ApplicationSwap, refusesAFolderThatAnOrdinaryUserMayNotWriteTo) {
   std::string before;
   world.disk.setPermissions(world.installed.parent(), 0555);
   before = world.everything();
-  asOrdinaryUser(world, [&] { EXPECT_THAT([&] { world.apply(); }, fails(destinationNotWritable)); });
+  testing::asOrdinaryUser(world.folder.path(),
+                          [&] { EXPECT_THAT([&] { world.apply(); }, fails(destinationNotWritable)); });
   EXPECT_EQ(world.everything(), before);
   world.disk.setPermissions(world.installed.parent(), 0755);
 }
