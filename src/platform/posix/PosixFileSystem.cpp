@@ -95,10 +95,11 @@ void PosixFileSystem::createDirectory(const Path& path, unsigned permissions) {
 }
 
 void PosixFileSystem::createDirectories(const Path& path, unsigned permissions) {
-  const int code = makeDirectory(path, permissions);
+  int code = makeDirectory(path, permissions);
   if (code == ENOENT && path.parent() != path) {
     createDirectories(path.parent(), permissions);
-    return createDirectories(path, permissions);
+    // Once more and no oftener: some file systems say so of every name, although the folder is there.
+    code = makeDirectory(path, permissions);
   }
   if (code != 0 && !(code == EEXIST && isDirectory(path))) throwErrno("create", path.string(), code);
 }

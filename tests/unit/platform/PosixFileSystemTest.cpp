@@ -10,6 +10,7 @@
 #include <filesystem>
 
 #include "platform/ReadWhole.h"
+#include "platform/posix/Descriptor.h"
 #include "support/Fails.h"
 #include "support/OwnProcess.h"
 #include "support/SystemCallFilter.h"
@@ -113,6 +114,18 @@ TEST_F(PosixFileSystemTest, refusesToCreateDirectoriesThroughAFile) {
   writeFile(folder / "file", "");
   EXPECT_THAT([&] { files.createDirectories(folder / "file", 0700); }, failsWith(std::errc::file_exists));
   EXPECT_THAT([&] { files.createDirectories(folder / "file" / "a", 0700); }, failsWith(std::errc::not_a_directory));
+}
+
+TEST_F(PosixFileSystemTest, refusesToCreateDirectoriesWhereNoneCanBe) {
+  // There mkdir says of every name that its folder does not exist.
+  for (const char* place : {"/proc/zz", "/proc/zz/a/b", "/proc/self/zz"})
+    EXPECT_THAT([&] { files.createDirectories(Path(place), 0700); }, failsWith(std::errc::no_such_file_or_directory));
+  const auto removed = folder / "removed";
+  std::filesystem::create_directory(removed.string());
+  const Descriptor open(::open(removed.c_str(), O_RDONLY | O_DIRECTORY));
+  std::filesystem::remove(removed.string());
+  const Path inside("/proc/self/fd/" + std::to_string(open.get()) + "/a/b");
+  EXPECT_THAT([&] { files.createDirectories(inside, 0700); }, failsWith(std::errc::no_such_file_or_directory));
 }
 
 TEST_F(PosixFileSystemTest, setsPermissionsWhereNoCallSetsThoseOfANameWithoutFollowingLinks) {
