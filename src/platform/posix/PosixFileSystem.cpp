@@ -8,6 +8,7 @@
 #include "platform/TextCoding.h"
 #include "platform/posix/FileCopy.h"
 #include "platform/posix/PosixOpenItem.h"
+#include "platform/posix/Renaming.h"
 #include "platform/posix/SystemCalls.h"
 #include "platform/posix/TreeOperations.h"
 

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "platform/posix/FileCopy.h"
+#include "platform/posix/Renaming.h"
 #include "platform/posix/SystemCalls.h"
 #include "platform/posix/TreeOperations.h"
 #include "platform/posix/TreeTraversal.h"
