@@ -29,7 +29,7 @@ class Swap {
       files_.copyTree(candidate, incoming_);
       verify(incoming_);
       // From here to the end of the second move a power cut must find a whole application on disk.
-      files_.syncTree(incoming_);
+      files_.sync(incoming_, Extent::tree);
       files_.move(installed_, backup_);
       takePlaceOrPutBack();
     } catch (const Failure<UpdateInstallError>&) {
@@ -41,7 +41,7 @@ class Swap {
       throw Failure(replacementFailed);
     }
     // The names first, then the backup goes: a power cut in between must not lose both applications.
-    attempt([&] { files_.sync(installed_.parent()); });
+    attempt([&] { files_.sync(installed_.parent(), Extent::item); });
     discardIncomingAndBackup();
   }
 

@@ -24,7 +24,7 @@ bool isPreparationDirectory(FileSystem& files, const Path& directory, const Path
 }
 
 InstallPreparationReceipt readReceipt(FileSystem& files, const Path& file) {
-  const auto item = files.open(file);
+  const auto item = files.open(file, FinalLink::refused);
   const auto& attributes = item->attributes();
   require(attributes.kind == FileKind::regular, unsafePreparation);
   require(attributes.byteCount <= InstallPreparationReceipt::maximumByteCount, unsafePreparation);

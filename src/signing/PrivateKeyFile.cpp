@@ -38,7 +38,7 @@ std::string_view trimmed(std::string_view text) {
 }  // namespace
 
 Ed25519PrivateKey PrivateKeyFile::read(FileSystem& files, const Path& file, std::uint32_t effectiveUser) {
-  const auto item = files.open(file);
+  const auto item = files.open(file, FinalLink::refused);
   const auto& attributes = item->attributes();
   require(attributes.kind == FileKind::regular, unsafePrivateKeyFile);
   require((attributes.permissions & groupAndOthers) == 0, unsafePrivateKeyFile);

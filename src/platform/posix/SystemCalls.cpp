@@ -95,6 +95,10 @@ void syncDescriptor(int descriptor, std::string_view subject) {
   if (const int code = flushToDrive(descriptor); code != 0) throwErrno("sync", subject, code);
 }
 
+void syncFolder(int folder, std::string_view subject) {
+  if (const int code = flushToDrive(folder); code != 0 && !isUnsupported(code)) throwErrno("sync", subject, code);
+}
+
 FileKind kindOf(mode_t mode) noexcept {
   if (S_ISREG(mode)) return FileKind::regular;
   if (S_ISDIR(mode)) return FileKind::directory;

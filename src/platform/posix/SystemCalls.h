@@ -61,6 +61,10 @@ struct Pipe {
 void writeAll(int descriptor, ByteView bytes, std::string_view subject);
 void syncDescriptor(int descriptor, std::string_view subject);
 
+/// Makes a folder's list of names durable. That a file system cannot do this for folders (some of networks cannot) is
+/// no failure: nothing better can be done there.
+void syncFolder(int folder, std::string_view subject);
+
 [[nodiscard]] FileKind kindOf(mode_t mode) noexcept;
 
 /// A hidden name that nobody else has, for what is not yet, or no longer, in its place.

@@ -124,15 +124,21 @@ class Syncing final : public TreeVisitor {
  public:
   [[nodiscard]] bool meet(int folder, const std::string& name) override {
     const auto kind = kindOf(statusAt(folder, name).st_mode);
-    if (kind == FileKind::regular) sync(openForReading(folder, name.c_str()).get(), name);
+    if (kind == FileKind::regular) throwUnlessSynced(fsync(openForReading(folder, name.c_str()).get()), name);
     return kind == FileKind::directory;  // anything else is nothing but what its folder holds
   }
 
-  void leave(int /*folder*/, const std::string& name, int directory) override { sync(directory, name); }
+  void leave(int /*folder*/, const std::string& name, int directory) override {
+    if (const int code = fsync(directory); !isUnsupported(code)) throwUnlessSynced(code, name);
+  }
 
  private:
-  static void sync(int item, const std::string& name) {
-    if (uninterrupted([&] { return ::fsync(item); }) != 0) throwErrno("sync", name);
+  static int fsync(int item) noexcept {
+    return uninterrupted([&] { return ::fsync(item); }) == 0 ? 0 : errno;
+  }
+
+  static void throwUnlessSynced(int code, const std::string& name) {
+    if (code != 0) throwErrno("sync", name, code);
   }
 };
 
@@ -175,7 +181,7 @@ void syncTree(const Path& root) {
   const auto folder = openFolderOf(root);
   Syncing syncing;
   visitTree(folder.get(), std::string(root.lastComponent()), syncing);
-  syncDescriptor(folder.get(), root.parent().string());
+  syncFolder(folder.get(), root.parent().string());
 }
 
 }  // namespace brindlewick::posix

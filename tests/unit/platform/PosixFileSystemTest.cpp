@@ -67,20 +67,20 @@ TEST_F(PosixFileSystemTest, tellsAttributesOfTheItemItself) {
 TEST_F(PosixFileSystemTest, opensALinkWithoutFollowingIt) {
   writeFile(folder / "file", "content");
   link(folder / "file", folder / "link");
-  const auto item = files.open(folder / "link");
+  const auto item = files.open(folder / "link", FinalLink::refused);
   EXPECT_EQ(item->attributes().kind, FileKind::symbolicLink);
   EXPECT_THAT([&] { static_cast<void>(readWhole(*item, 100)); }, failsWith(std::errc::too_many_symbolic_link_levels));
-  EXPECT_EQ(asText(readWhole(*files.openFollowingLinks(folder / "link"), 100).value()), "content");
+  EXPECT_EQ(asText(readWhole(*files.open(folder / "link", FinalLink::followed), 100).value()), "content");
 }
 
 TEST_F(PosixFileSystemTest, doesNotWaitForTheWriterOfAPipe) {
   ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
-  EXPECT_EQ(files.open(folder / "pipe")->attributes().kind, FileKind::other);
+  EXPECT_EQ(files.open(folder / "pipe", FinalLink::refused)->attributes().kind, FileKind::other);
 }
 
 TEST_F(PosixFileSystemTest, readsTheFileThatWasOpenedEvenIfItIsExchanged) {
   writeFile(folder / "file", "checked");
-  const auto item = files.open(folder / "file");
+  const auto item = files.open(folder / "file", FinalLink::refused);
   std::filesystem::remove((folder / "file").string());
   writeFile(folder / "file", "another");
   EXPECT_EQ(asText(readWhole(*item, 100).value()), "checked");
@@ -88,11 +88,11 @@ TEST_F(PosixFileSystemTest, readsTheFileThatWasOpenedEvenIfItIsExchanged) {
 
 TEST_F(PosixFileSystemTest, readsNoMoreThanAsked) {
   writeFile(folder / "file", std::string(101, 'x'));
-  EXPECT_EQ(readWhole(*files.open(folder / "file"), 100), std::nullopt);
-  EXPECT_EQ(readWhole(*files.open(folder / "file"), 101)->size(), 101U);
-  EXPECT_THAT([&] { static_cast<void>(files.open(folder / "missing")); },
+  EXPECT_EQ(readWhole(*files.open(folder / "file", FinalLink::refused), 100), std::nullopt);
+  EXPECT_EQ(readWhole(*files.open(folder / "file", FinalLink::refused), 101)->size(), 101U);
+  EXPECT_THAT([&] { static_cast<void>(files.open(folder / "missing", FinalLink::refused)); },
               failsWith(std::errc::no_such_file_or_directory));
-  EXPECT_THAT([&] { static_cast<void>(readWhole(*files.open(folder.path()), 1)); },
+  EXPECT_THAT([&] { static_cast<void>(readWhole(*files.open(folder.path(), FinalLink::refused), 1)); },
               failsWith(std::errc::invalid_argument));
 }
 
@@ -244,7 +244,7 @@ TEST_F(PosixFileSystemTest, copiesSyncsAndRemovesATreeInAFolderThatIsReachedThro
   link(folder / "from", folder / "linkFrom");
   link(folder / "to", folder / "linkTo");
   files.copyTree(folder / "linkFrom" / "tree", folder / "linkTo" / "copy");
-  files.syncTree(folder / "linkTo" / "copy");
+  files.sync(folder / "linkTo" / "copy", Extent::tree);
   EXPECT_EQ(readFile(folder / "to" / "copy" / "file"), "x");
   files.removeTree(folder / "linkTo" / "copy");
   EXPECT_TRUE(files.list(folder / "to").empty());
@@ -355,10 +355,10 @@ TEST_F(PosixFileSystemTest, createsTemporaryFoldersElsewhereIfOthersCouldWriteTh
 TEST_F(PosixFileSystemTest, syncsFilesFoldersAndTrees) {
   writeFile(folder / "tree" / "a" / "file", "x", 0400);
   link(Path("nowhere"), folder / "tree" / "link");
-  EXPECT_NO_THROW(files.sync(folder / "tree"));
-  EXPECT_NO_THROW(files.sync(folder / "tree" / "a" / "file"));
-  EXPECT_NO_THROW(files.syncTree(folder / "tree"));
-  EXPECT_THAT([&] { files.sync(folder / "missing"); }, failsWith(std::errc::no_such_file_or_directory));
+  EXPECT_NO_THROW(files.sync(folder / "tree", Extent::item));
+  EXPECT_NO_THROW(files.sync(folder / "tree" / "a" / "file", Extent::item));
+  EXPECT_NO_THROW(files.sync(folder / "tree", Extent::tree));
+  EXPECT_THAT([&] { files.sync(folder / "missing", Extent::item); }, failsWith(std::errc::no_such_file_or_directory));
 }
 
 }  // namespace

@@ -79,7 +79,7 @@ TEST_F(TreeTraversalTest, walksCopiesAndSyncsWithFewDescriptorsHoweverDeepTheTre
   withDescriptors(10, [&] {
     EXPECT_EQ(files.walk(tree).size(), 600U);
     files.copyTree(tree, folder / "copy");
-    files.syncTree(folder / "copy");
+    files.sync(folder / "copy", Extent::tree);
     EXPECT_EQ(files.walk(folder / "copy").size(), 600U);
   });
 }
