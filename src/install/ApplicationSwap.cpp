@@ -9,12 +9,15 @@ namespace {
 
 using enum UpdateInstallError;
 
-/// For clean-up and putting back: there is nothing better to do about its failure than to go on.
+/// For clean-up and putting back: there is nothing better to do about its failure than to go on. Returns whether the
+/// step succeeded.
 template <typename Step>
-void attempt(Step step) noexcept {
+bool attempt(Step step) noexcept {
   try {
     step();
+    return true;
   } catch (...) {
+    return false;
   }
 }
 
@@ -29,7 +32,7 @@ class Swap {
       files_.copyTree(candidate, incoming_);
       verify(incoming_);
       // From here to the end of the second move a power cut must find a whole application on disk.
-      files_.syncTree(incoming_);
+      files_.sync(incoming_, Extent::tree);
       files_.move(installed_, backup_);
       takePlaceOrPutBack();
     } catch (const Failure<UpdateInstallError>&) {
@@ -41,7 +44,7 @@ class Swap {
       throw Failure(replacementFailed);
     }
     // The names first, then the backup goes: a power cut in between must not lose both applications.
-    attempt([&] { files_.sync(installed_.parent()); });
+    attempt([&] { files_.sync(installed_.parent(), Extent::item); });
     discardIncomingAndBackup();
   }
 
@@ -62,10 +65,31 @@ class Swap {
       files_.move(incoming_, installed_);
       verify(installed_);
     } catch (...) {
-      attempt([&] { files_.removeTree(installed_); });
-      attempt([&] { files_.move(backup_, installed_); });
+      putBack();
+      // The names first here too: what was refused is removed next.
+      attempt([&] { files_.sync(installed_.parent(), Extent::item); });
       throw Failure(replacementFailed);
     }
+  }
+
+  /// By one exchange of names, so that an application is in its place at every moment and nothing has to be removed
+  /// before; what was refused is then the backup and goes with it. Step by step where nothing can be exchanged, or
+  /// nothing stands in the place.
+  void putBack() noexcept {
+    const auto old = identityOf(backup_);
+    if (attempt([&] { files_.exchange(backup_, installed_); })) return;
+    // A failure is not believed: if the names were exchanged all the same, the steps would remove the old application.
+    if (old && identityOf(installed_) == old) return;
+    attempt([&] { files_.removeTree(installed_); });
+    attempt([&] { files_.move(backup_, installed_); });
+  }
+
+  [[nodiscard]] std::optional<FileAttributes::Identity> identityOf(const Path& path) const noexcept {
+    std::optional<FileAttributes::Identity> identity;
+    attempt([&] {
+      if (const auto attributes = files_.attributes(path)) identity = attributes->identity;
+    });
+    return identity;
   }
 
   void putBackIfNothingIsInstalled() noexcept {
@@ -75,7 +99,8 @@ class Swap {
   }
 
   /// The backup goes in every case, even when it could not be put back. Deliberate: no run leaves a second copy of the
-  /// application behind. What guards it is that putting back meets no obstacle, since a removal first clears the place.
+  /// application behind. What guards it is that there are two ways of putting it back, and one failing call cannot
+  /// close both.
   void discardIncomingAndBackup() noexcept {
     attempt([&] { files_.removeTree(incoming_); });
     attempt([&] { files_.removeTree(backup_); });

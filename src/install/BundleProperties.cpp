@@ -16,7 +16,7 @@ constexpr std::size_t maximumByteCount = 1'048'576;
 
 Bytes readList(FileSystem& files, const Path& file) {
   try {
-    const auto item = files.open(file);
+    const auto item = files.open(file, FinalLink::refused);
     require(item->attributes().kind == FileKind::regular, invalidApplicationBundle);
     return unwrap(readWhole(*item, maximumByteCount), invalidApplicationBundle);
   } catch (const PlatformError& error) {

@@ -5,7 +5,6 @@
 namespace brindlewick {
 
 void ParentProcessWait::wait(ProcessLauncher& processes, Clock& clock, std::int32_t processIdentifier) {
-  constexpr std::chrono::seconds patience(30);
   constexpr std::chrono::microseconds pause(200'000);
   // 0 and -1 would ask for whole groups of processes, and 1 never ends.
   require(processIdentifier >= 2, UpdateInstallError::invalidCommand);

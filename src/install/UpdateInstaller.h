@@ -40,7 +40,9 @@ namespace UpdateInstaller {
 /// and the candidate, and PlatformError wherever the disk refuses. A failure leaves no preparation directory.
 [[nodiscard]] PreparedUpdate prepare(const InspectionTools& tools, const InstallRequest& request);
 
-/// Verifies everything again, waits for the parent's end, verifies once more and swaps the prepared application in.
+/// Verifies everything again, waits for the parent's end, verifies once more and swaps the prepared application in. Of
+/// two that do so in one folder the second waits for the first (see InstallationTurn) and has nothing left to do if the
+/// very application that it expects is then in its place.
 /// When it throws, the previous application is in its place, except after a relaunch that failed: then it is the new
 /// one.
 ///

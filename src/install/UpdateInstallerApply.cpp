@@ -1,5 +1,6 @@
 #include "install/ApplicationSwap.h"
 #include "install/InstallPreparationReceipt.h"
+#include "install/InstallationTurn.h"
 #include "install/ParentProcessWait.h"
 #include "install/ToolRunner.h"
 #include "install/UpdateInstallError.h"
@@ -24,7 +25,7 @@ bool isPreparationDirectory(FileSystem& files, const Path& directory, const Path
 }
 
 InstallPreparationReceipt readReceipt(FileSystem& files, const Path& file) {
-  const auto item = files.open(file);
+  const auto item = files.open(file, FinalLink::refused);
   const auto& attributes = item->attributes();
   require(attributes.kind == FileKind::regular, unsafePreparation);
   require(attributes.byteCount <= InstallPreparationReceipt::maximumByteCount, unsafePreparation);
@@ -49,6 +50,20 @@ void requireAgreement(const InstallPreparationReceipt& receipt, const ValidatedU
   require(receipt.version == manifest.version && receipt.build == manifest.build, unsafePreparation);
   require(receipt.artifactSHA256 == manifest.artifactSHA256, unsafePreparation);
   require(receipt.candidateDirectoryName == UpdateLayout::bundleName, unsafePreparation);
+}
+
+/// Whether another helper, started for the same update, has just done what this one is to do. It has used up the
+/// candidate then, and the record would speak of a failure.
+bool isInPlace(const InspectionTools& tools, const Path& application, const ExpectedApplication& expected) {
+  try {
+    static_cast<void>(ApplicationIdentity::verify(tools, application, expected));
+    return true;
+  } catch (const Failure<UpdateInstallError>&) {
+    return false;
+  } catch (const PlatformError& error) {
+    if (error.isInterruption()) throw;
+    return false;
+  }
 }
 
 void relaunch(ProcessLauncher& processes, const Path& application) {
@@ -81,12 +96,15 @@ void UpdateInstaller::apply(const InspectionTools& tools, Clock& clock, const In
                                      .isAssessed = true};
   static_cast<void>(ApplicationIdentity::verify(tools, candidate, expected));
 
+  const auto deadline = clock.steadyNow() + ParentProcessWait::patience;
   if (parent.waitsForParent) ParentProcessWait::wait(tools.processes, clock, parent.identifier);
-  // The wait gave everybody time: what was verified before it counts no more.
-  static_cast<void>(reverify());
-  static_cast<void>(ApplicationIdentity::verify(tools, candidate, expected));
-
-  ApplicationSwap::replace(tools, request.installedApplication, candidate, expected);
+  const auto turn = InstallationTurn::await(files, clock, request.installedApplication.parent(), deadline);
+  if (!turn.hasWaited || !isInPlace(tools, request.installedApplication, expected)) {
+    // The wait gave everybody time: what was verified before it counts no more.
+    static_cast<void>(reverify());
+    static_cast<void>(ApplicationIdentity::verify(tools, candidate, expected));
+    ApplicationSwap::replace(tools, request.installedApplication, candidate, expected);
+  }
   try {
     files.removeTree(directory);
   } catch (const PlatformError&) {

@@ -22,8 +22,8 @@ class PropertyListReader {
   virtual ~PropertyListReader() = default;
 
   /// The top-level dictionary; absent when the bytes are no property list for Core Foundation, when its top level is no
-  /// dictionary, for the oldest format, and for an integer beyond 64 bits. The reader that is ours refuses some more, such
-  /// as a repeated key: the one of macOS keeps one of its values and does not tell.
+  /// dictionary, for the oldest format, and for an integer beyond 64 bits. The reader that is ours refuses some more,
+  /// such as a repeated key: the one of macOS keeps one of its values and does not tell.
   [[nodiscard]] virtual std::optional<PropertyListDictionary> dictionary(ByteView content) = 0;
 };
 

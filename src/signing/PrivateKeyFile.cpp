@@ -57,7 +57,7 @@ std::optional<Ed25519PrivateKey> keyIn(LockedWindow& file) {
 }  // namespace
 
 Ed25519PrivateKey PrivateKeyFile::read(FileSystem& files, const Path& file, std::uint32_t effectiveUser) {
-  const auto item = files.open(file);
+  const auto item = files.open(file, FinalLink::refused);
   const auto& attributes = item->attributes();
   require(attributes.kind == FileKind::regular, unsafePrivateKeyFile);
   require((attributes.permissions & groupAndOthers) == 0, unsafePrivateKeyFile);

@@ -17,7 +17,7 @@ std::string ArtifactHasher::sha256Hex(OpenItem& file) {
 }
 
 std::string ArtifactHasher::sha256Hex(FileSystem& files, const Path& file) {
-  return sha256Hex(*files.openFollowingLinks(file));
+  return sha256Hex(*files.open(file, FinalLink::followed));
 }
 
 }  // namespace brindlewick

@@ -17,7 +17,7 @@ constexpr unsigned privateFile = 0600;
 
 /// Opens a file and hashes what was opened: a link, or anything but a regular file, is refused.
 std::string hashRegularFile(FileSystem& files, const Path& file) {
-  const auto item = files.open(file);
+  const auto item = files.open(file, FinalLink::refused);
   require(item->attributes().kind == FileKind::regular, unsafeStagingDirectory);
   return ArtifactHasher::sha256Hex(*item);
 }
@@ -25,7 +25,7 @@ std::string hashRegularFile(FileSystem& files, const Path& file) {
 /// Opens an item of a staged directory. One that is missing is as unsafe as one of another kind.
 std::unique_ptr<OpenItem> openStaged(FileSystem& files, const Path& file) {
   try {
-    auto item = files.open(file);
+    auto item = files.open(file, FinalLink::refused);
     require(item->attributes().kind == FileKind::regular, unsafeStagingDirectory);
     return item;
   } catch (const PlatformError& error) {
@@ -36,7 +36,7 @@ std::unique_ptr<OpenItem> openStaged(FileSystem& files, const Path& file) {
 
 /// Makes every directory that was created durable, from `path` up to the one that was there before.
 void syncCreated(FileSystem& files, const Path& path, const Path& firstExisting) {
-  for (Path folder = path; folder != firstExisting; folder = folder.parent()) files.sync(folder.parent());
+  for (Path folder = path; folder != firstExisting; folder = folder.parent()) files.sync(folder.parent(), Extent::item);
 }
 
 void readyStagingDirectory(FileSystem& files, const Path& directory) {
@@ -59,7 +59,7 @@ StagedUpdate fill(FileSystem& files, const Path& candidate, const Path& download
   // Hashed again at its place: the first hash says nothing of what happened before the move.
   const auto hash = hashRegularFile(files, archive);
   require(hash == manifest.artifactSHA256, artifactHashMismatch);
-  files.sync(archive);
+  files.sync(archive, Extent::item);
 
   StagedUpdateReceipt receipt{.schemaVersion = 1,
                               .version = manifest.version,
@@ -70,7 +70,7 @@ StagedUpdate fill(FileSystem& files, const Path& candidate, const Path& download
                               .manifestSignature = update.envelope.signature};
   const Path receiptFile = candidate / StagedUpdateReceipt::fileName;
   files.writeAtomically(receiptFile, unwrap(receipt.encode(), malformedEnvelope), privateFile);
-  files.sync(candidate.parent());
+  files.sync(candidate.parent(), Extent::item);
   return {archive, receiptFile, std::move(receipt)};
 }
 

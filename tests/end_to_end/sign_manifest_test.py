@@ -4,6 +4,7 @@ import base64
 import json
 import os
 import stat
+import subprocess
 
 import world
 from world import Scenario, run_quietly, tree
@@ -51,6 +52,16 @@ class SignManifest(Scenario):
         self.assertEqual(self.sign().status, 0)
         self.assertLess(os.path.getsize(self.manifest), 2_000)
         self.assertEqual(len(tree(self.home)), 1)
+
+    def test_succeeds_where_the_folder_of_the_manifest_cannot_be_synced(self):
+        for error in ("EIO", "EINVAL"):
+            trace = os.path.join(self.folder, "trace")
+            done = subprocess.run(["strace", "-o", trace, "-e", "trace=fsync", "-e", f"inject=fsync:error={error}:when=2",
+                                   self.world.updater, "sign-manifest", *self.sign_options()], stdin=subprocess.DEVNULL,
+                                  stdout=subprocess.PIPE, env=world.traceable_environment(), check=False)
+            self.assertIn(b"INJECTED", self.read(trace))
+            self.assertEqual(done.returncode, 0, done.stdout)
+            self.assertEqual(stat.S_IMODE(os.stat(self.manifest).st_mode), 0o600)
 
     def test_is_deterministic(self):
         self.sign()

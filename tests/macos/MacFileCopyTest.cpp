@@ -84,10 +84,18 @@ TEST_F(MacFileCopyTest, movesWithoutReplacing) {
   EXPECT_TRUE(testing::exists(folder / "Free.app/Contents/Info.plist"));
 }
 
+TEST_F(MacFileCopyTest, exchangesTwoItems) {
+  testing::writeFile(copy / "other", "other");
+  files.exchange(bundle, copy);
+  EXPECT_TRUE(testing::exists(copy / "Contents/Info.plist"));
+  EXPECT_EQ(testing::readFile(bundle / "other"), "other");
+  EXPECT_THAT([&] { files.exchange(bundle, folder / "missing"); }, failsWith(std::errc::no_such_file_or_directory));
+}
+
 TEST_F(MacFileCopyTest, writesSyncsAndRemoves) {
   files.writeAtomically(folder / "receipt.json", asBytes("{}"), 0600);
   EXPECT_EQ(testing::readFile(folder / "receipt.json"), "{}");
-  EXPECT_NO_THROW(files.syncTree(bundle));
+  EXPECT_NO_THROW(files.sync(bundle, Extent::tree));
   files.removeTree(bundle);
   EXPECT_THAT(files.list(folder.path()), ::testing::ElementsAre("receipt.json"));
 }

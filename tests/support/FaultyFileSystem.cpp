@@ -59,13 +59,9 @@ std::optional<FileAttributes> FaultyFileSystem::attributes(const Path& path) {
   return perform("attributes", path.string(), [&] { return real_.attributes(path); });
 }
 
-std::unique_ptr<OpenItem> FaultyFileSystem::open(const Path& path) {
-  auto item = perform("open", path.string(), [&] { return real_.open(path); });
-  return std::make_unique<FaultyItem>(*this, std::move(item), path.string());
-}
-
-std::unique_ptr<OpenItem> FaultyFileSystem::openFollowingLinks(const Path& path) {
-  auto item = perform("openFollowingLinks", path.string(), [&] { return real_.openFollowingLinks(path); });
+std::unique_ptr<OpenItem> FaultyFileSystem::open(const Path& path, FinalLink link) {
+  const char* const operation = link == FinalLink::refused ? "open" : "openFollowingLinks";
+  auto item = perform(operation, path.string(), [&] { return real_.open(path, link); });
   return std::make_unique<FaultyItem>(*this, std::move(item), path.string());
 }
 
@@ -101,6 +97,10 @@ void FaultyFileSystem::move(const Path& from, const Path& to) {
   perform("move", from.string() + " " + to.string(), [&] { real_.move(from, to); });
 }
 
+void FaultyFileSystem::exchange(const Path& one, const Path& other) {
+  perform("exchange", one.string() + " " + other.string(), [&] { real_.exchange(one, other); });
+}
+
 void FaultyFileSystem::copyTree(const Path& from, const Path& to) {
   perform("copyTree", from.string() + " " + to.string(), [&] { real_.copyTree(from, to); });
 }
@@ -109,12 +109,12 @@ void FaultyFileSystem::removeTree(const Path& path) {
   perform("removeTree", path.string(), [&] { real_.removeTree(path); });
 }
 
-void FaultyFileSystem::sync(const Path& path) {
-  perform("sync", path.string(), [&] { real_.sync(path); });
+void FaultyFileSystem::sync(const Path& path, Extent extent) {
+  perform(extent == Extent::item ? "sync" : "syncTree", path.string(), [&] { real_.sync(path, extent); });
 }
 
-void FaultyFileSystem::syncTree(const Path& root) {
-  perform("syncTree", root.string(), [&] { real_.syncTree(root); });
+std::unique_ptr<DirectoryLock> FaultyFileSystem::tryLock(const Path& directory) {
+  return perform("tryLock", directory.string(), [&] { return real_.tryLock(directory); });
 }
 
 Path FaultyFileSystem::createTemporaryDirectory(const Path& destination) {

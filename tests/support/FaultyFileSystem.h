@@ -11,7 +11,8 @@
 namespace brindlewick::testing {
 
 /// Forwards every call to the real file system, logs it, and breaks the chosen ones. An operation is named like the
-/// function; "read" is the reading of an open item, and "any" stands for each.
+/// function; "openFollowingLinks" and "syncTree" are `open` and `sync` of the other kind, "read" is the reading of an
+/// open item, and "any" stands for each.
 class FaultyFileSystem final : public FileSystem {
  public:
   FaultyFileSystem(FileSystem& real, EventLog& log) : real_(real), log_(log) {}
@@ -30,8 +31,7 @@ class FaultyFileSystem final : public FileSystem {
   [[nodiscard]] const std::string& hit() const noexcept { return hit_; }
 
   [[nodiscard]] std::optional<FileAttributes> attributes(const Path& path) override;
-  [[nodiscard]] std::unique_ptr<OpenItem> open(const Path& path) override;
-  [[nodiscard]] std::unique_ptr<OpenItem> openFollowingLinks(const Path& path) override;
+  [[nodiscard]] std::unique_ptr<OpenItem> open(const Path& path, FinalLink link) override;
   [[nodiscard]] std::vector<std::string> list(const Path& directory) override;
   [[nodiscard]] std::vector<TreeItem> walk(const Path& root) override;
   [[nodiscard]] bool isWritable(const Path& directory) override;
@@ -40,10 +40,11 @@ class FaultyFileSystem final : public FileSystem {
   void setPermissions(const Path& path, unsigned permissions) override;
   void writeAtomically(const Path& path, ByteView content, unsigned permissions) override;
   void move(const Path& from, const Path& to) override;
+  void exchange(const Path& one, const Path& other) override;
   void copyTree(const Path& from, const Path& to) override;
   void removeTree(const Path& path) override;
-  void sync(const Path& path) override;
-  void syncTree(const Path& root) override;
+  void sync(const Path& path, Extent extent) override;
+  [[nodiscard]] std::unique_ptr<DirectoryLock> tryLock(const Path& directory) override;
   [[nodiscard]] Path createTemporaryDirectory(const Path& destination) override;
 
  private:

@@ -1,5 +1,6 @@
 #include "support/TemporaryFolder.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,6 +14,7 @@
 
 #include "platform/Digest.h"
 #include "platform/TextCoding.h"
+#include "platform/posix/Descriptor.h"
 #include "platform/posix/FileCopy.h"
 
 namespace brindlewick::testing {
@@ -75,6 +77,18 @@ bool exists(const Path& path) { return fs::symlink_status(path.string()).type() 
 
 unsigned permissionsOf(const Path& path) {
   return static_cast<unsigned>(fs::symlink_status(path.string()).permissions()) & 07777U;
+}
+
+void nestFolders(const Path& root, int levels) {
+  fs::create_directory(root.string());
+  // One by one, since no path is long enough for a deep tree.
+  Descriptor level(::open(root.c_str(), O_RDONLY | O_DIRECTORY));
+  for (int depth = 0; depth < levels; ++depth) {
+    const Descriptor file(::openat(level.get(), "file", O_WRONLY | O_CREAT, 0644));
+    if (::write(file.get(), "x", 1) != 1 || ::mkdirat(level.get(), "d", 0755) != 0)
+      throw std::runtime_error("no deep tree");
+    level = Descriptor(::openat(level.get(), "d", O_RDONLY | O_DIRECTORY));
+  }
 }
 
 std::string listing(const Path& folder) {

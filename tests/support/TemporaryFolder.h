@@ -30,6 +30,9 @@ void writeFile(const Path& path, std::string_view content, unsigned permissions 
 /// The permission bits of the item itself.
 [[nodiscard]] unsigned permissionsOf(const Path& path);
 
+/// Creates a folder with so many more below each other in it, each named "d" beside a file of one byte.
+void nestFolders(const Path& root, int levels);
+
 /// One line for the item itself and each below it, sorted: relative path, type, and permissions in octal; for a file
 /// its size, the time of its last change and the digest of its content, for a link its target. Two equal listings are
 /// two equal trees. "nothing" when there is no such item.

@@ -95,8 +95,12 @@ void copyExtendedAttributes(int from, int to) {
   }
 }
 
-int renameExclusively(int fromFolder, const char* from, int toFolder, const char* to) noexcept {
+int renameIfFree(int fromFolder, const char* from, int toFolder, const char* to) noexcept {
   return ::renameat2(fromFolder, from, toFolder, to, RENAME_NOREPLACE) == 0 ? 0 : errno;
+}
+
+int exchangeNames(int oneFolder, const char* one, int otherFolder, const char* other) noexcept {
+  return ::renameat2(oneFolder, one, otherFolder, other, RENAME_EXCHANGE) == 0 ? 0 : errno;
 }
 
 int setModeOfUnreadable(int folder, const char* name, mode_t mode) noexcept {

@@ -72,8 +72,12 @@ void copyExtendedAttributes(int from, int to) {
     throwErrno("copy", "extended attributes");
 }
 
-int renameExclusively(int fromFolder, const char* from, int toFolder, const char* to) noexcept {
+int renameIfFree(int fromFolder, const char* from, int toFolder, const char* to) noexcept {
   return ::renameatx_np(fromFolder, from, toFolder, to, RENAME_EXCL) == 0 ? 0 : errno;
+}
+
+int exchangeNames(int oneFolder, const char* one, int otherFolder, const char* other) noexcept {
+  return ::renameatx_np(oneFolder, one, otherFolder, other, RENAME_SWAP) == 0 ? 0 : errno;
 }
 
 int setModeOfUnreadable(int folder, const char* name, mode_t mode) noexcept {

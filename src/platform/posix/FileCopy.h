@@ -21,9 +21,13 @@ void copyContent(int from, int to);
 /// is no error.
 void copyExtendedAttributes(int from, int to);
 
-/// Renames without replacing: an existing target fails with EEXIST. Each name is relative to its folder, which may be
-/// AT_FDCWD. Returns 0 or the error number.
-[[nodiscard]] int renameExclusively(int fromFolder, const char* from, int toFolder, const char* to) noexcept;
+/// Renames without replacing, in one step: an existing target fails with EEXIST. Each name is relative to its folder,
+/// which may be AT_FDCWD. Returns 0 or the error number; not every file system can do it.
+[[nodiscard]] int renameIfFree(int fromFolder, const char* from, int toFolder, const char* to) noexcept;
+
+/// Exchanges what two names stand for, in one step. Both must exist, on one file system. Returns 0 or the error number;
+/// not every file system can do it.
+[[nodiscard]] int exchangeNames(int oneFolder, const char* one, int otherFolder, const char* other) noexcept;
 
 /// Sets the mode of an item that cannot be opened; a final link is not followed. Returns 0 or the error number.
 [[nodiscard]] int setModeOfUnreadable(int folder, const char* name, mode_t mode) noexcept;

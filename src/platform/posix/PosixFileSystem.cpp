@@ -1,13 +1,16 @@
 #include "platform/posix/PosixFileSystem.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <cstdio>
 
 #include "platform/TextCoding.h"
 #include "platform/posix/FileCopy.h"
+#include "platform/posix/Interruption.h"
 #include "platform/posix/PosixOpenItem.h"
+#include "platform/posix/Renaming.h"
 #include "platform/posix/SystemCalls.h"
 #include "platform/posix/TreeOperations.h"
 
@@ -40,6 +43,15 @@ class PendingFile {
   bool placed_ = false;
 };
 
+/// The lock lives in what was opened: no file is made, and none stays behind.
+class HeldLock final : public DirectoryLock {
+ public:
+  explicit HeldLock(Descriptor directory) noexcept : directory_(std::move(directory)) {}
+
+ private:
+  Descriptor directory_;
+};
+
 void copyAcross(const Path& from, const Path& to) {
   const auto source = posix::openForReading(AT_FDCWD, from.c_str());
   struct stat status {};
@@ -62,22 +74,23 @@ void copyAcross(const Path& from, const Path& to) {
   }
 }
 
-/// Creates a directory with exactly these permissions, or none. Returns 0 or the error number.
-int makeDirectory(const Path& path, unsigned permissions) {
-  if (::mkdir(path.c_str(), 0700) != 0) return errno;
-  const int code = posix::setModeAt(AT_FDCWD, path.c_str(), permissions);
-  if (code == 0) return 0;
-  ::rmdir(path.c_str());
-  return code;
+/// Returns 0 or the error number.
+int makeDirectory(const Path& path, unsigned permissions) noexcept {
+  return posix::tryCreateFolder(AT_FDCWD, path.c_str(), permissions) ? 0 : errno;
+}
+
+bool isDirectory(const Path& path) noexcept {
+  struct stat status {};
+  return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
 }  // namespace
 
 std::optional<FileAttributes> PosixFileSystem::attributes(const Path& path) { return posix::attributesOf(path); }
 
-std::unique_ptr<OpenItem> PosixFileSystem::open(const Path& path) { return posix::openItem(path, O_NOFOLLOW); }
-
-std::unique_ptr<OpenItem> PosixFileSystem::openFollowingLinks(const Path& path) { return posix::openItem(path, 0); }
+std::unique_ptr<OpenItem> PosixFileSystem::open(const Path& path, FinalLink link) {
+  return posix::openItem(path, link == FinalLink::refused ? O_NOFOLLOW : 0);
+}
 
 std::vector<std::string> PosixFileSystem::list(const Path& directory) {
   return posix::listNames(posix::openDirectory(AT_FDCWD, directory.c_str()).get(), directory.string());
@@ -94,15 +107,13 @@ void PosixFileSystem::createDirectory(const Path& path, unsigned permissions) {
 }
 
 void PosixFileSystem::createDirectories(const Path& path, unsigned permissions) {
-  const int code = makeDirectory(path, permissions);
-  if (code == 0) return;
+  int code = makeDirectory(path, permissions);
   if (code == ENOENT && path.parent() != path) {
     createDirectories(path.parent(), permissions);
-    return createDirectories(path, permissions);
+    // Once more and no oftener: some file systems say so of every name, although the folder is there.
+    code = makeDirectory(path, permissions);
   }
-  struct stat status {};
-  if (code == EEXIST && ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) return;
-  throwErrno("create", path.string(), code);
+  if (code != 0 && !(code == EEXIST && isDirectory(path))) throwErrno("create", path.string(), code);
 }
 
 void PosixFileSystem::setPermissions(const Path& path, unsigned permissions) {
@@ -119,7 +130,8 @@ void PosixFileSystem::writeAtomically(const Path& path, ByteView content, unsign
   if (::renameat(folder.get(), pending.name().c_str(), folder.get(), name.c_str()) != 0)
     throwErrno("replace", path.string());
   pending.markPlaced();
-  posix::syncDescriptor(folder.get(), path.parent().string());
+  // The content stands in its place now: whoever was told of a failure would undo, or say, what is no longer true.
+  static_cast<void>(posix::flushToDrive(folder.get()));
 }
 
 void PosixFileSystem::move(const Path& from, const Path& to) {
@@ -128,18 +140,34 @@ void PosixFileSystem::move(const Path& from, const Path& to) {
   if (code != 0) throwErrno("move to", to.string(), code);
 }
 
+void PosixFileSystem::exchange(const Path& one, const Path& other) {
+  const int code = posix::exchangeNames(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str());
+  if (code != 0) throwErrno("exchange", one.string(), code);
+}
+
 void PosixFileSystem::copyTree(const Path& from, const Path& to) { posix::copyTree(from, to); }
 
 void PosixFileSystem::removeTree(const Path& path) { posix::removeTree(path); }
 
-void PosixFileSystem::sync(const Path& path) {
+void PosixFileSystem::sync(const Path& path, Extent extent) {
+  if (extent == Extent::tree) return posix::syncTree(path);
   const Descriptor item(
       posix::uninterrupted([&] { return ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
-  if (!item) throwErrno("open", path.string());
-  posix::syncDescriptor(item.get(), path.string());
+  struct stat status {};
+  if (!item || ::fstat(item.get(), &status) != 0) throwErrno("open", path.string());
+  (S_ISDIR(status.st_mode) ? posix::syncFolder : posix::syncDescriptor)(item.get(), path.string());
 }
 
-void PosixFileSystem::syncTree(const Path& root) { posix::syncTree(root); }
+std::unique_ptr<DirectoryLock> PosixFileSystem::tryLock(const Path& directory) {
+  throwIfInterrupted();
+  Descriptor opened(
+      posix::uninterrupted([&] { return ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC); }));
+  if (!opened) throwErrno("open", directory.string());
+  if (posix::uninterrupted([&] { return ::flock(opened.get(), LOCK_EX | LOCK_NB); }) == 0)
+    return std::make_unique<HeldLock>(std::move(opened));
+  if (errno == EWOULDBLOCK) return nullptr;
+  throwErrno("lock", directory.string());
+}
 
 Path PosixFileSystem::createTemporaryDirectory(const Path& destination) {
   int code = ENOENT;

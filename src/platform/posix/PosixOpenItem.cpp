@@ -10,8 +10,11 @@ namespace brindlewick::posix {
 namespace {
 
 FileAttributes toAttributes(const struct stat& status) {
-  return {kindOf(status.st_mode), static_cast<std::uint64_t>(status.st_size),
-          static_cast<unsigned>(status.st_mode) & 07777U, static_cast<std::uint32_t>(status.st_uid)};
+  return {kindOf(status.st_mode),
+          static_cast<std::uint64_t>(status.st_size),
+          static_cast<unsigned>(status.st_mode) & 07777U,
+          static_cast<std::uint32_t>(status.st_uid),
+          {static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino)}};
 }
 
 class OpenedItem final : public OpenItem {

@@ -22,7 +22,14 @@ Descriptor openForReading(int folder, const char* name) {
 }
 
 Descriptor openDirectory(int folder, const char* name) {
-  return openOrThrow(folder, name, O_RDONLY | O_NOFOLLOW | O_DIRECTORY);
+  auto directory = tryOpenDirectory(folder, name);
+  if (!directory) throwErrno("open", name);
+  return directory;
+}
+
+Descriptor tryOpenDirectory(int folder, const char* name) noexcept {
+  constexpr int flags = O_RDONLY | O_NOFOLLOW | O_DIRECTORY | O_CLOEXEC;
+  return Descriptor(uninterrupted([&] { return ::openat(folder, name, flags); }));
 }
 
 Descriptor tryOpenFolderOf(const Path& item) noexcept {
@@ -34,6 +41,23 @@ Descriptor openFolderOf(const Path& item) {
   auto folder = tryOpenFolderOf(item);
   if (!folder) throwErrno("open the folder of", item.string());
   return folder;
+}
+
+Descriptor tryCreateFolder(int folder, const char* name, unsigned permissions) noexcept {
+  if (::mkdirat(folder, name, 0700) != 0) return {};
+  auto created = tryOpenDirectory(folder, name);
+  // A umask may have taken our own right to open it.
+  if (!created && errno == EACCES) {
+    const int code = setModeOfUnreadable(folder, name, 0700);
+    if (code == 0) created = tryOpenDirectory(folder, name);
+    if (code != 0) errno = code;
+  }
+  if (created && ::fchmod(created.get(), static_cast<mode_t>(permissions)) == 0) return created;
+  const int code = errno;
+  ::unlinkat(folder, name, AT_REMOVEDIR);
+  created.reset();
+  errno = code;
+  return {};
 }
 
 Descriptor createFile(int folder, const char* name, unsigned permissions) {
@@ -65,6 +89,10 @@ Pipe makePipe() {
   return pipe;
 }
 
+bool isUnsupported(int code) noexcept {
+  return code == EINVAL || code == ENOSYS || code == ENOTSUP || code == EOPNOTSUPP;
+}
+
 void writeAll(int descriptor, ByteView bytes, std::string_view subject) {
   while (!bytes.empty()) {
     const auto count = uninterrupted([&] { return ::write(descriptor, bytes.data(), bytes.size()); });
@@ -75,6 +103,10 @@ void writeAll(int descriptor, ByteView bytes, std::string_view subject) {
 
 void syncDescriptor(int descriptor, std::string_view subject) {
   if (const int code = flushToDrive(descriptor); code != 0) throwErrno("sync", subject, code);
+}
+
+void syncFolder(int folder, std::string_view subject) {
+  if (const int code = flushToDrive(folder); code != 0 && !isUnsupported(code)) throwErrno("sync", subject, code);
 }
 
 FileKind kindOf(mode_t mode) noexcept {

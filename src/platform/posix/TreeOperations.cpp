@@ -5,12 +5,13 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <functional>
+#include <climits>
 #include <memory>
 
 #include "platform/posix/FileCopy.h"
 #include "platform/posix/Interruption.h"
 #include "platform/posix/SystemCalls.h"
+#include "platform/posix/TreeTraversal.h"
 
 namespace brindlewick::posix {
 namespace {
@@ -21,45 +22,33 @@ struct stat statusAt(int folder, const std::string& name) {
   return status;
 }
 
-void checkDepth(int depth, const std::string& subject) {
-  if (depth > maximumDepth) throwErrno("descend into", subject, ENAMETOOLONG);
-}
-
-void walkDirectory(int directory, const std::string& prefix, int depth, std::vector<TreeItem>& found) {
-  checkDepth(depth, prefix);
-  for (const auto& name : listNames(directory, prefix)) {
-    const auto kind = kindOf(statusAt(directory, name).st_mode);
-    found.push_back({prefix + name, kind});
-    if (kind == FileKind::directory)
-      walkDirectory(openDirectory(directory, name.c_str()).get(), prefix + name + "/", depth + 1, found);
+/// Collects what lies below the item that is visited.
+class Walking final : public TreeVisitor {
+ public:
+  [[nodiscard]] bool meet(int folder, const std::string& name) override {
+    if (depth_ == 0) return true;  // the root itself, which must be a directory
+    // What no path can name is of use to nobody, and the paths of a tree without end would need memory without end.
+    if (prefix_.size() + name.size() >= PATH_MAX) throwErrno("walk to", name, ENAMETOOLONG);
+    found_.push_back({prefix_ + name, kindOf(statusAt(folder, name).st_mode)});
+    return found_.back().kind == FileKind::directory;
   }
-}
 
-void removeContents(int directory, const std::string& subject, int depth);
-
-void removeItem(int folder, const std::string& name, int depth) {
-  if (::unlinkat(folder, name.c_str(), 0) == 0 || errno == ENOENT) return;
-  // Linux answers EISDIR for a directory, other systems EPERM.
-  if (errno != EISDIR && errno != EPERM) throwErrno("remove", name);
-  const int code = errno;
-  if (kindOf(statusAt(folder, name).st_mode) != FileKind::directory) throwErrno("remove", name, code);
-  removeContents(openDirectory(folder, name.c_str()).get(), name, depth);
-  if (::unlinkat(folder, name.c_str(), AT_REMOVEDIR) != 0 && errno != ENOENT) throwErrno("remove", name);
-}
-
-/// Removes as much as it can and then throws the first error, so that one stubborn file leaves little behind.
-void removeContents(int directory, const std::string& subject, int depth) {
-  checkDepth(depth, subject);
-  std::exception_ptr first;
-  for (const auto& name : listNames(directory, subject)) {
-    try {
-      removeItem(directory, name, depth + 1);
-    } catch (const PlatformError&) {
-      if (!first) first = std::current_exception();
-    }
+  [[nodiscard]] std::vector<std::string> enter(int directory, const std::string& name) override {
+    if (depth_++ > 0) prefix_ += name + "/";
+    return TreeVisitor::enter(directory, name);
   }
-  if (first) std::rethrow_exception(first);
-}
+
+  void leave(int /*folder*/, const std::string& name, int /*directory*/) override {
+    if (--depth_ > 0) prefix_.resize(prefix_.size() - name.size() - 1);
+  }
+
+  [[nodiscard]] std::vector<TreeItem> found() && noexcept { return std::move(found_); }
+
+ private:
+  int depth_ = 0;
+  std::string prefix_;
+  std::vector<TreeItem> found_;
+};
 
 void finishCopy(int from, int to, const struct stat& status, const std::string& name) {
   copyExtendedAttributes(from, to);
@@ -78,38 +67,80 @@ void copyLink(int from, int to, const std::string& name, const std::string& newN
   if (::utimensat(to, newName.c_str(), times, AT_SYMLINK_NOFOLLOW) != 0) throwErrno("set the times of", newName);
 }
 
-void copyItem(int fromFolder, int toFolder, const std::string& name, const std::string& newName, int depth) {
-  checkDepth(depth, name);
-  throwIfInterrupted();
-  auto status = statusAt(fromFolder, name);
-  if (S_ISLNK(status.st_mode)) return copyLink(fromFolder, toFolder, name, newName, status);
-
+void copyRegularFile(int fromFolder, int toFolder, const std::string& name, const std::string& newName) {
   const auto from = openForReading(fromFolder, name.c_str());
+  struct stat status {};
   if (::fstat(from.get(), &status) != 0) throwErrno("examine", name);
-  if (S_ISREG(status.st_mode)) {
-    const auto to = copyFile(from.get(), toFolder, newName.c_str());
-    beginWriteBack(to.get());
-    finishCopy(from.get(), to.get(), status, name);
-  } else if (S_ISDIR(status.st_mode)) {
-    if (::mkdirat(toFolder, newName.c_str(), 0700) != 0) throwErrno("create", newName);
-    const auto to = openDirectory(toFolder, newName.c_str());
-    for (const auto& child : listNames(from.get(), name)) copyItem(from.get(), to.get(), child, child, depth + 1);
-    finishCopy(from.get(), to.get(), status, name);
-  } else {
-    throwErrno("copy", name, EINVAL);  // a device, pipe or socket has no place in a bundle
-  }
+  if (!S_ISREG(status.st_mode)) throwErrno("copy", name, EINVAL);  // it has just become something else
+  const auto to = copyFile(from.get(), toFolder, newName.c_str());
+  beginWriteBack(to.get());
+  finishCopy(from.get(), to.get(), status, name);
 }
 
-void syncItem(int folder, const std::string& name, int depth) {
-  checkDepth(depth, name);
-  const auto kind = kindOf(statusAt(folder, name).st_mode);
-  if (kind != FileKind::regular && kind != FileKind::directory) return;  // its folder holds all that it is
-  const auto item = openForReading(folder, name.c_str());
-  if (kind == FileKind::directory)
-    for (const auto& child : listNames(item.get(), name)) syncItem(item.get(), child, depth + 1);
-  // Handed to the drive only: the one flush at the end of the tree takes along all that its cache holds.
-  if (uninterrupted([&] { return ::fsync(item.get()); }) != 0) throwErrno("sync", name);
-}
+/// Builds the copy beside the walk through the original.
+class Copying final : public TreeVisitor {
+ public:
+  Copying(int toFolder, std::string newName) : to_(toFolder), newName_(std::move(newName)) {}
+
+  [[nodiscard]] bool meet(int folder, const std::string& name) override {
+    throwIfInterrupted();
+    const auto status = statusAt(folder, name);
+    if (S_ISDIR(status.st_mode)) return true;
+    if (S_ISLNK(status.st_mode)) {
+      copyLink(folder, to_.folder(), name, nameOfCopy(name), status);
+    } else if (S_ISREG(status.st_mode)) {
+      copyRegularFile(folder, to_.folder(), name, nameOfCopy(name));
+    } else {
+      throwErrno("copy", name, EINVAL);  // a device, pipe or socket has no place in a bundle
+    }
+    return false;
+  }
+
+  [[nodiscard]] std::vector<std::string> enter(int directory, const std::string& name) override {
+    const auto& newName = nameOfCopy(name);
+    auto created = tryCreateFolder(to_.folder(), newName.c_str(), 0700);
+    if (!created) throwErrno("create", newName);
+    to_.descend(std::move(created));
+    return TreeVisitor::enter(directory, name);
+  }
+
+  void leave(int /*folder*/, const std::string& name, int directory) override {
+    struct stat status {};
+    if (::fstat(directory, &status) != 0) throwErrno("examine", name);
+    finishCopy(directory, to_.ascend().get(), status, name);
+  }
+
+ private:
+  [[nodiscard]] const std::string& nameOfCopy(const std::string& name) const {
+    return to_.depth() == 0 ? newName_ : name;
+  }
+
+  FolderTrail to_;
+  std::string newName_;
+};
+
+/// Hands everything to the drive only: the one flush at the end of the tree takes along all that its cache holds.
+class Syncing final : public TreeVisitor {
+ public:
+  [[nodiscard]] bool meet(int folder, const std::string& name) override {
+    const auto kind = kindOf(statusAt(folder, name).st_mode);
+    if (kind == FileKind::regular) throwUnlessSynced(fsync(openForReading(folder, name.c_str()).get()), name);
+    return kind == FileKind::directory;  // anything else is nothing but what its folder holds
+  }
+
+  void leave(int /*folder*/, const std::string& name, int directory) override {
+    if (const int code = fsync(directory); !isUnsupported(code)) throwUnlessSynced(code, name);
+  }
+
+ private:
+  static int fsync(int item) noexcept {
+    return uninterrupted([&] { return ::fsync(item); }) == 0 ? 0 : errno;
+  }
+
+  static void throwUnlessSynced(int code, const std::string& name) {
+    if (code != 0) throwErrno("sync", name, code);
+  }
+};
 
 }  // namespace
 
@@ -134,34 +165,23 @@ std::vector<std::string> listNames(int directory, std::string_view subject) {
 }
 
 std::vector<TreeItem> walkTree(const Path& root) {
-  std::vector<TreeItem> found;
-  walkDirectory(openDirectory(AT_FDCWD, root.c_str()).get(), "", 0, found);
-  return found;
+  Walking walking;
+  visitTree(AT_FDCWD, root.string(), walking);
+  return std::move(walking).found();
 }
 
 void copyTree(const Path& from, const Path& to) {
   const auto fromFolder = openFolderOf(from);
   const auto toFolder = openFolderOf(to);
-  copyItem(fromFolder.get(), toFolder.get(), std::string(from.lastComponent()), std::string(to.lastComponent()), 0);
-}
-
-void removeTree(const Path& path) {
-  // Opened before the renaming: what is set aside in a folder is removed there, wherever that folder's name leads next.
-  const auto folder = tryOpenFolderOf(path);
-  if (!folder && errno == ENOENT) return;
-  if (!folder) throwErrno("open the folder of", path.string());
-  const std::string name(path.lastComponent());
-  const auto hidden = temporaryName(name);
-  const int code = renameExclusively(folder.get(), name.c_str(), folder.get(), hidden.c_str());
-  if (code == ENOENT) return;
-  if (code != 0) throwErrno("set aside", path.string(), code);
-  removeItem(folder.get(), hidden, 0);
+  Copying copying(toFolder.get(), std::string(to.lastComponent()));
+  visitTree(fromFolder.get(), std::string(from.lastComponent()), copying);
 }
 
 void syncTree(const Path& root) {
   const auto folder = openFolderOf(root);
-  syncItem(folder.get(), std::string(root.lastComponent()), 0);
-  syncDescriptor(folder.get(), root.parent().string());
+  Syncing syncing;
+  visitTree(folder.get(), std::string(root.lastComponent()), syncing);
+  syncFolder(folder.get(), root.parent().string());
 }
 
 }  // namespace brindlewick::posix

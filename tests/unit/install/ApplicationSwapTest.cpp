@@ -1,8 +1,7 @@
 #include "install/ApplicationSwap.h"
 
 #include <gmock/gmock.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include <sys/syscall.h>
 
 #include <csignal>
 #include <filesystem>
@@ -11,6 +10,8 @@
 #include "platform/posix/PosixProcessLauncher.h"
 #include "support/Fails.h"
 #include "support/InstallWorld.h"
+#include "support/OwnProcess.h"
+#include "support/SystemCallFilter.h"
 
 namespace brindlewick {
 namespace {
@@ -96,7 +97,34 @@ const std::vector<SwapFailure>& swapFailures() {
          w.codeSigning.damage(codeInPlace);
          w.files.fail("removeTree", 1, errc::io_error);
        },
+       replacementFailed, "2.3.0", ""},
+      {"damagedInPlaceAndNotExchangeable",
+       [](auto& w) {
+         w.codeSigning.damage(codeInPlace);
+         w.files.fail("exchange", 1, errc::io_error);
+       },
+       replacementFailed, "2.3.0", ""},
+      {"damagedInPlaceAndExchangedButReportedFailed",
+       [](auto& w) {
+         w.codeSigning.damage(codeInPlace);
+         w.files.failAfterwards("exchange", 1, errc::io_error);
+       },
+       replacementFailed, "2.3.0", ""},
+      {"damagedInPlaceAndRefusedOneNotRemovable",
+       [](auto& w) {
+         w.codeSigning.damage(codeInPlace);
+         w.files.fail("removeTree", 2, errc::io_error);
+       },
+       replacementFailed, "2.3.0", ".Brindlewick.backup.UUID.app"},
+      {"damagedInPlaceAndNeitherExchangeableNorRemovable",
+       [](auto& w) {
+         w.codeSigning.damage(codeInPlace);
+         w.files.fail("exchange", 1, errc::not_supported);
+         w.files.fail("removeTree", 1, errc::io_error);
+       },
        replacementFailed, "2.4.0", ""},
+      {"folderNotLocked", [](auto& w) { w.files.fail("tryLock", 1, errc::no_lock_available); }, std::nullopt, "2.4.0",
+       ""},
       {"folderNotSynced", [](auto& w) { w.files.fail("sync", 1, errc::io_error); }, std::nullopt, "2.4.0", ""},
       {"incomingNameNotCleared", [](auto& w) { w.files.fail("removeTree", 1, errc::io_error); }, std::nullopt, "2.4.0",
        ""},
@@ -137,7 +165,7 @@ TEST(ApplicationSwap, keepsOldOrNewWholeAtEveryCallThatFails) {
     EXPECT_EQ(testing::listing(world.installed), error.empty() ? next : before) << call << " " << hit;
     if (hit == "removeTree") continue;
     EXPECT_EQ(world.leftovers(), "") << call << " " << hit;
-    EXPECT_EQ(error.empty(), hit == "sync") << call << " " << hit;
+    EXPECT_EQ(error.empty(), hit == "sync" || hit == "tryLock") << call << " " << hit;
   }
 }
 
@@ -154,6 +182,20 @@ TEST(ApplicationSwap, keepsOldOrNewWholeAtEveryCallThatReportsAFailureAfterwards
     EXPECT_EQ(testing::listing(world.installed), error.empty() ? next : before) << call << " " << world.files.hit();
     EXPECT_EQ(world.leftovers(), "") << call << " " << world.files.hit();
   }
+}
+
+TEST(ApplicationSwap, putsTheOldApplicationBackWhicheverCallFailsOrReportsAFailure) {
+  using Break = void (testing::FaultyFileSystem::*)(const std::string&, int, errc);
+  for (const Break breakCall : {&testing::FaultyFileSystem::fail, &testing::FaultyFileSystem::failAfterwards})
+    for (int call = 1;; ++call) {
+      InstallWorld world;
+      const auto before = testing::listing(world.prepared().installed);
+      world.codeSigning.damage(codeInPlace);
+      (world.files.*breakCall)("any", call, errc::io_error);
+      EXPECT_NE(errorOf([&] { world.apply(); }), "") << call;
+      EXPECT_EQ(testing::listing(world.installed), before) << call << " " << world.files.hit();
+      if (world.files.hit().empty()) break;
+    }
 }
 
 TEST(ApplicationSwap, writesNothingWhereItMayNotWrite) {
@@ -181,38 +223,21 @@ TEST(ApplicationSwap, replacesAnApplicationThatCannotBeWrittenTo) {
   EXPECT_EQ(world.leftovers(), "");
 }
 
-/// Runs an action as a user without privileges, whom permissions bind.
-void asOrdinaryUser(const InstallWorld& world, const std::function<void()>& action) {
-  constexpr uid_t nobody = 65'534;
-  if (::geteuid() != 0) return action();
-  const auto hand = [](const std::filesystem::path& item) { ASSERT_EQ(::lchown(item.c_str(), nobody, nobody), 0); };
-  hand(world.folder.path().string());
-  for (const auto& item : std::filesystem::recursive_directory_iterator(world.folder.path().string())) hand(item);
-  const auto process = ::fork();
-  if (process == 0) {
-    if (::setgid(nobody) != 0 || ::setuid(nobody) != 0) ::_exit(2);
-    action();
-    ::_exit(::testing::Test::HasFailure() ? 1 : 0);
-  }
-  int status = -1;
-  ::waitpid(process, &status, 0);
-  EXPECT_EQ(status, 0);
-}
-
 TEST(ApplicationSwap, putsTheOldApplicationBackOverAnUndeletableFileInTheNewOne) {
   InstallWorld world;
-  const auto locked = [&](const Path& folder) { return folder / "Brindlewick.app/Contents/Locked"; };
   world.afterExpansion = [&](const Path& folder) {
-    testing::writeFile(locked(folder) / "file", "");
-    world.disk.setPermissions(locked(folder), 0500);
+    const auto locked = folder / "Brindlewick.app/Contents/Locked";
+    testing::writeFile(locked / "file", "");
+    world.disk.setPermissions(locked, 0500);
   };
   world.prepared();
   world.codeSigning.damage(codeInPlace);
-  asOrdinaryUser(world, [&] { EXPECT_THAT([&] { world.apply(); }, fails(replacementFailed)); });
+  // As if the folder belonged to somebody else.
+  world.files.runBefore("exchange", 1, [] { testing::failSystemCall(SYS_fchmod, EPERM); });
+  testing::asOrdinaryUser(world.folder.path(), [&] { EXPECT_THAT([&] { world.apply(); }, fails(replacementFailed)); });
   EXPECT_EQ(world.installedVersion(), "2.3.0");
-  EXPECT_EQ(world.leftovers(), ".Brindlewick.app.UUID");  // what could not be deleted of the new one, out of the way
-  for (const auto& item : std::filesystem::recursive_directory_iterator(world.folder.path().string()))
-    if (item.path().filename() == "Locked") world.disk.setPermissions(Path(item.path().string()), 0700);
+  // What could not be deleted of the new one, out of the way.
+  EXPECT_EQ(world.leftovers(), "..Brindlewick.backup.UUID.app.UUID");
 }
 
 TEST(ApplicationSwap, refusesAFolderThatAnOrdinaryUserMayNotWriteTo) {
@@ -221,7 +246,8 @@ TEST(ApplicationSwap, refusesAFolderThatAnOrdinaryUserMayNotWriteTo) {
   std::string before;
   world.disk.setPermissions(world.installed.parent(), 0555);
   before = world.everything();
-  asOrdinaryUser(world, [&] { EXPECT_THAT([&] { world.apply(); }, fails(destinationNotWritable)); });
+  testing::asOrdinaryUser(world.folder.path(),
+                          [&] { EXPECT_THAT([&] { world.apply(); }, fails(destinationNotWritable)); });
   EXPECT_EQ(world.everything(), before);
   world.disk.setPermissions(world.installed.parent(), 0755);
 }

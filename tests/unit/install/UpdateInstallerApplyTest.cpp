@@ -56,7 +56,7 @@ TEST(UpdateInstallerApply, goesThroughItsStepsInOrder) {
                                   "open ~/staging/2.4.0-118-UUID/receipt.json",
                                   "open ~/staging/2.4.0-118-UUID/BrindlewickUpdate.zip"};
   EXPECT_THAT(world.log.events({"open", "code", "hasEnded", "isWritable", "shield", "copyTree", "syncTree", "sync",
-                                "move", "removeTree"}),
+                                "move", "removeTree", "tryLock"}),
               ElementsAreArray({receipts[0],
                                 receipts[1],
                                 receipts[2],  //
@@ -65,6 +65,7 @@ TEST(UpdateInstallerApply, goesThroughItsStepsInOrder) {
                                 "open " + candidate + "/Contents/Info.plist",
                                 "code " + candidate,
                                 std::string("hasEnded 4711"),  //
+                                std::string("tryLock ~/Applications"),
                                 receipts[1],
                                 receipts[2],  //
                                 "open " + candidate + "/Contents/Info.plist",

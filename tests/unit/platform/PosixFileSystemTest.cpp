@@ -4,15 +4,15 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
 #include <filesystem>
-#include <functional>
 
 #include "platform/ReadWhole.h"
+#include "platform/posix/Descriptor.h"
 #include "support/Fails.h"
+#include "support/OwnProcess.h"
 #include "support/SystemCallFilter.h"
 #include "support/TemporaryFolder.h"
 
@@ -26,24 +26,8 @@ using ::testing::IsEmpty;
 using testing::listing;
 using testing::permissionsOf;
 using testing::readFile;
+using testing::withFailingCall;
 using testing::writeFile;
-
-/// Runs an action in a process of its own, in which a system call fails.
-void withFailingCall(long number, int code, const std::function<void()>& action) {
-  const auto process = ::fork();
-  if (process == 0) {
-    testing::failSystemCall(number, code);
-    try {
-      action();
-    } catch (const std::exception& error) {
-      ADD_FAILURE() << error.what();
-    }
-    ::_exit(::testing::Test::HasFailure() ? 1 : 0);
-  }
-  int status = -1;
-  ::waitpid(process, &status, 0);
-  EXPECT_EQ(status, 0);
-}
 
 void link(const Path& target, const Path& path) { std::filesystem::create_symlink(target.string(), path.string()); }
 
@@ -83,20 +67,20 @@ TEST_F(PosixFileSystemTest, tellsAttributesOfTheItemItself) {
 TEST_F(PosixFileSystemTest, opensALinkWithoutFollowingIt) {
   writeFile(folder / "file", "content");
   link(folder / "file", folder / "link");
-  const auto item = files.open(folder / "link");
+  const auto item = files.open(folder / "link", FinalLink::refused);
   EXPECT_EQ(item->attributes().kind, FileKind::symbolicLink);
   EXPECT_THAT([&] { static_cast<void>(readWhole(*item, 100)); }, failsWith(std::errc::too_many_symbolic_link_levels));
-  EXPECT_EQ(asText(readWhole(*files.openFollowingLinks(folder / "link"), 100).value()), "content");
+  EXPECT_EQ(asText(readWhole(*files.open(folder / "link", FinalLink::followed), 100).value()), "content");
 }
 
 TEST_F(PosixFileSystemTest, doesNotWaitForTheWriterOfAPipe) {
   ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
-  EXPECT_EQ(files.open(folder / "pipe")->attributes().kind, FileKind::other);
+  EXPECT_EQ(files.open(folder / "pipe", FinalLink::refused)->attributes().kind, FileKind::other);
 }
 
 TEST_F(PosixFileSystemTest, readsTheFileThatWasOpenedEvenIfItIsExchanged) {
   writeFile(folder / "file", "checked");
-  const auto item = files.open(folder / "file");
+  const auto item = files.open(folder / "file", FinalLink::refused);
   std::filesystem::remove((folder / "file").string());
   writeFile(folder / "file", "another");
   EXPECT_EQ(asText(readWhole(*item, 100).value()), "checked");
@@ -104,11 +88,11 @@ TEST_F(PosixFileSystemTest, readsTheFileThatWasOpenedEvenIfItIsExchanged) {
 
 TEST_F(PosixFileSystemTest, readsNoMoreThanAsked) {
   writeFile(folder / "file", std::string(101, 'x'));
-  EXPECT_EQ(readWhole(*files.open(folder / "file"), 100), std::nullopt);
-  EXPECT_EQ(readWhole(*files.open(folder / "file"), 101)->size(), 101U);
-  EXPECT_THAT([&] { static_cast<void>(files.open(folder / "missing")); },
+  EXPECT_EQ(readWhole(*files.open(folder / "file", FinalLink::refused), 100), std::nullopt);
+  EXPECT_EQ(readWhole(*files.open(folder / "file", FinalLink::refused), 101)->size(), 101U);
+  EXPECT_THAT([&] { static_cast<void>(files.open(folder / "missing", FinalLink::refused)); },
               failsWith(std::errc::no_such_file_or_directory));
-  EXPECT_THAT([&] { static_cast<void>(readWhole(*files.open(folder.path()), 1)); },
+  EXPECT_THAT([&] { static_cast<void>(readWhole(*files.open(folder.path(), FinalLink::refused), 1)); },
               failsWith(std::errc::invalid_argument));
 }
 
@@ -130,6 +114,34 @@ TEST_F(PosixFileSystemTest, refusesToCreateDirectoriesThroughAFile) {
   writeFile(folder / "file", "");
   EXPECT_THAT([&] { files.createDirectories(folder / "file", 0700); }, failsWith(std::errc::file_exists));
   EXPECT_THAT([&] { files.createDirectories(folder / "file" / "a", 0700); }, failsWith(std::errc::not_a_directory));
+}
+
+TEST_F(PosixFileSystemTest, refusesToCreateDirectoriesWhereNoneCanBe) {
+  // There mkdir says of every name that its folder does not exist.
+  for (const char* place : {"/proc/zz", "/proc/zz/a/b", "/proc/self/zz"})
+    EXPECT_THAT([&] { files.createDirectories(Path(place), 0700); }, failsWith(std::errc::no_such_file_or_directory));
+  const auto removed = folder / "removed";
+  std::filesystem::create_directory(removed.string());
+  const Descriptor open(::open(removed.c_str(), O_RDONLY | O_DIRECTORY));
+  std::filesystem::remove(removed.string());
+  const Path inside("/proc/self/fd/" + std::to_string(open.get()) + "/a/b");
+  EXPECT_THAT([&] { files.createDirectories(inside, 0700); }, failsWith(std::errc::no_such_file_or_directory));
+}
+
+TEST_F(PosixFileSystemTest, setsPermissionsWhereNoCallSetsThoseOfANameWithoutFollowingLinks) {
+  constexpr long fchmodat2 = 452;
+  writeFile(folder / "file", "", 0644);
+  link(folder / "file", folder / "link");
+  withFailingCall(fchmodat2, ENOSYS, [&] {
+    withFailingCall(SYS_fchmodat, ENOENT, [&] {
+#ifdef SYS_chmod
+      testing::failSystemCall(SYS_chmod, ENOENT);  // as if there were no /proc
+#endif
+      files.setPermissions(folder / "file", 0600);
+      EXPECT_THROW(files.setPermissions(folder / "link", 0777), PlatformError);
+    });
+  });
+  EXPECT_EQ(permissionsOf(folder / "file"), 0600U);
 }
 
 TEST_F(PosixFileSystemTest, setsPermissionsOfTheItemAndNeverThroughALink) {
@@ -232,7 +244,7 @@ TEST_F(PosixFileSystemTest, copiesSyncsAndRemovesATreeInAFolderThatIsReachedThro
   link(folder / "from", folder / "linkFrom");
   link(folder / "to", folder / "linkTo");
   files.copyTree(folder / "linkFrom" / "tree", folder / "linkTo" / "copy");
-  files.syncTree(folder / "linkTo" / "copy");
+  files.sync(folder / "linkTo" / "copy", Extent::tree);
   EXPECT_EQ(readFile(folder / "to" / "copy" / "file"), "x");
   files.removeTree(folder / "linkTo" / "copy");
   EXPECT_TRUE(files.list(folder / "to").empty());
@@ -322,13 +334,6 @@ TEST_F(PosixFileSystemTest, refusesToListOrWalkThroughALink) {
   EXPECT_THROW(static_cast<void>(files.walk(folder / "link")), PlatformError);
 }
 
-TEST_F(PosixFileSystemTest, refusesATreeTooDeepForItsDescriptors) {
-  Path deep = folder / "tree";
-  for (int level = 0; level < 300; ++level) deep = deep / "d";
-  std::filesystem::create_directories(deep.string());
-  EXPECT_THAT([&] { static_cast<void>(files.walk(folder / "tree")); }, failsWith(std::errc::filename_too_long));
-}
-
 TEST_F(PosixFileSystemTest, createsPrivateTemporaryFoldersNearTheirDestination) {
   std::filesystem::permissions(folder.path().string(), std::filesystem::perms(0700));
   const auto temporary = files.createTemporaryDirectory(folder / "not" / "yet" / "there");
@@ -350,10 +355,10 @@ TEST_F(PosixFileSystemTest, createsTemporaryFoldersElsewhereIfOthersCouldWriteTh
 TEST_F(PosixFileSystemTest, syncsFilesFoldersAndTrees) {
   writeFile(folder / "tree" / "a" / "file", "x", 0400);
   link(Path("nowhere"), folder / "tree" / "link");
-  EXPECT_NO_THROW(files.sync(folder / "tree"));
-  EXPECT_NO_THROW(files.sync(folder / "tree" / "a" / "file"));
-  EXPECT_NO_THROW(files.syncTree(folder / "tree"));
-  EXPECT_THAT([&] { files.sync(folder / "missing"); }, failsWith(std::errc::no_such_file_or_directory));
+  EXPECT_NO_THROW(files.sync(folder / "tree", Extent::item));
+  EXPECT_NO_THROW(files.sync(folder / "tree" / "a" / "file", Extent::item));
+  EXPECT_NO_THROW(files.sync(folder / "tree", Extent::tree));
+  EXPECT_THAT([&] { files.sync(folder / "missing", Extent::item); }, failsWith(std::errc::no_such_file_or_directory));
 }
 
 }  // namespace
