@@ -21,7 +21,7 @@ TEST(FileCopyTrace, asksForSharedBlocksBeforeItCopiesAnyFile) {
   // Its status is not asked for: a leak checker does not work under a tracer.
   static_cast<void>(PosixProcessLauncher().run(Path("/usr/bin/strace"),
                                                {"-e", "trace=ioctl,copy_file_range", "-o", trace.string(), program,
-                                                "--gtest_filter=PosixFileSystemTest.copiesATreeWithModes*"},
+                                                "--gtest_filter=TreeCopyTest.copiesATreeWithModes*"},
                                                1'000'000));
   std::vector<std::string> calls;
   const auto text = testing::readFile(trace);
