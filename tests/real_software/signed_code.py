@@ -5,8 +5,9 @@ import plistlib
 import shutil
 import struct
 
-BUNDLES = (".app", ".appex", ".bundle", ".framework", ".xpc")
+BUNDLES = (".app", ".appex", ".bundle", ".framework", ".fs", ".kext", ".xpc")
 UNIVERSAL, THIN_64, THIN_32 = b"\xca\xfe\xba\xbe", b"\xcf\xfa\xed\xfe", b"\xce\xfa\xed\xfe"
+POWER_PC = (0x12, 0x01000012)
 LC_CODE_SIGNATURE = 0x1D
 CODE_DIRECTORY, ALTERNATE_DIRECTORIES, SIGNED_MESSAGE = 0, range(0x1000, 0x1006), 0x10000
 
@@ -36,20 +37,64 @@ def items(folder):
             yield os.path.relpath(os.path.join(path, name), folder)
 
 
-def copied(source, folder, with_links):
-    """A copy to be spoiled. npm packs no links: with_links gives a framework back those that every framework has."""
+def copied(source, folder, restoration=""):
+    """A copy to be spoiled, after a restoration of what its package lacks or has too much of."""
     target = os.path.join(folder, os.path.basename(source))
     if not os.path.isdir(source):
         return shutil.copy(source, target)
-    shutil.copytree(source, target)
-    if with_links:
-        versions = os.path.join(target, "Versions")
-        (version,) = os.listdir(versions)
-        os.symlink(version, os.path.join(versions, "Current"))
-        for name in os.listdir(os.path.join(versions, version)):
-            if name != "_CodeSignature":
-                os.symlink("Versions/Current/" + name, os.path.join(target, name))
+    shutil.copytree(source, target, symlinks=True)
+    if restoration:
+        RESTORATIONS[restoration](target)
     return target
+
+
+def restore_links(framework):
+    """npm packs no links: gives a framework back those that every framework has."""
+    versions = os.path.join(framework, "Versions")
+    (version,) = os.listdir(versions)
+    os.symlink(version, os.path.join(versions, "Current"))
+    for name in os.listdir(os.path.join(versions, version)):
+        if name != "_CodeSignature":
+            os.symlink("Versions/Current/" + name, os.path.join(framework, name))
+
+
+def restore_signed_executable(framework):
+    """Some frameworks were packed with copies in the place of links, and later signed again, ad hoc, in one of the
+    places. The executable that the publisher signed, in the root, goes back to where its link led."""
+    version = os.path.join(framework, "Versions", "A")
+    name = os.path.basename(framework).partition(".")[0]
+    shutil.copy(os.path.join(framework, name), os.path.join(version, name))
+    for copy in set(os.listdir(framework)) - {"Versions"}:
+        path = os.path.join(framework, copy)
+        os.remove(path) if os.path.isfile(path) else shutil.rmtree(path)
+    shutil.rmtree(os.path.join(framework, "Versions", "Current"))
+    restore_links(framework)
+
+
+def remove_power_pc(bundle):
+    """Takes the architectures that no supported system has from the executable. Each has its own signature."""
+    path = executable(bundle)
+    with open(path, "rb") as file:
+        content = file.read()
+    (count,) = struct.unpack_from(">I", content, 4)
+    entries = [struct.unpack_from(">5I", content, 8 + 20 * i) for i in range(count)]
+    kept = [entry for entry in entries if entry[0] not in POWER_PC]
+    header, body, start = UNIVERSAL + struct.pack(">I", len(kept)), b"", 4096
+    for cpu, subtype, offset, size, _ in kept:
+        header += struct.pack(">5I", cpu, subtype, start + len(body), size, 12)
+        body += content[offset : offset + size]
+        # The last one ends the file.
+        if (cpu, subtype) != kept[-1][:2]:
+            body += bytes(-len(body) % 4096)
+    with open(path, "wb") as file:
+        file.write(header.ljust(start, b"\0") + body)
+
+
+RESTORATIONS = {
+    "with-links": restore_links,
+    "with-signed-executable": restore_signed_executable,
+    "without-power-pc": remove_power_pc,
+}
 
 
 def executable(path):
@@ -92,3 +137,14 @@ def signed_ranges(content):
         if message and struct.unpack_from(">I", content, message[0] + 4)[0] > 8:
             ranges += [(at, at + struct.unpack_from(">I", content, at + 4)[0]) for at in directories]
     return ranges
+
+
+def identifiers(content):
+    """What the CodeDirectories of all slices call the code."""
+    found = set()
+    for start, _ in slices(content):
+        for kind, at in signature(content, start):
+            if kind == CODE_DIRECTORY or kind in ALTERNATE_DIRECTORIES:
+                begin = at + struct.unpack_from(">I", content, at + 20)[0]
+                found.add(content[begin : content.index(b"\0", begin)].decode())
+    return found

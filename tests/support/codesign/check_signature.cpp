@@ -16,18 +16,20 @@
 namespace brindlewick::testing {
 namespace {
 
-constexpr std::string_view help = R"(usage: check-signature [--root FILE] [--now SECONDS] [--assess] PATH...
+constexpr std::string_view help = R"(usage: check-signature [--root FILE] [--now SECONDS] [--requirement TEXT] PATH...
+       check-signature [--root FILE] [--now SECONDS] --assess PATH...
 
 Prints one line for each bundle or Mach-O file, its fields separated by tabs: valid or invalid; the team, or "-"; apple
-if the root of every architecture is among the anchors, or "-"; the path. With --assess: accepted or rejected, the
-source, and the path. The anchors are those of the build, or the certificate (DER) in FILE. The clock is the
-system's, or stands at SECONDS since 1970.
+if the root of every architecture is among the anchors, or "-"; the path. With --requirement, the third field is met if
+every architecture satisfies it, or "-". With --assess: accepted or rejected, the source, and the path. The anchors are
+those of the build, or the certificate (DER) in FILE. The clock is the system's, or stands at SECONDS since 1970.
 )";
 
 struct Options {
   std::string root;
   std::optional<std::int64_t> now;
   bool assesses = false;
+  std::optional<std::string> requirement;
   std::vector<std::string> paths;
 };
 
@@ -37,6 +39,8 @@ Options parsed(int count, char** arguments) {
     const std::string argument = arguments[i];
     if (argument == "--assess")
       options.assesses = true;
+    else if (argument == "--requirement" && i + 1 < count)
+      options.requirement = arguments[++i];
     else if (argument == "--root" && i + 1 < count)
       options.root = arguments[++i];
     else if (argument == "--now" && i + 1 < count)
@@ -58,14 +62,16 @@ CodeSigningTrust trustOf(const std::string& root) {
           {Bytes(certificate.begin(), certificate.end())}};
 }
 
-void judge(CodeSigning& signing, const std::string& path) {
-  const auto requirement = signing.requirement("anchor apple generic");
+void judge(CodeSigning& signing, const Options& options, const std::string& path) {
+  const auto requirement = signing.requirement(options.requirement.value_or("anchor apple generic"));
+  if (requirement == nullptr) throw std::invalid_argument("no requirement");
   const auto code = signing.staticCode(Path(path));
   const bool isValid = code != nullptr && code->isValid();
   const auto team = isValid ? code->teamIdentifier() : std::nullopt;
-  const bool isApples = isValid && code->satisfies(*requirement);
-  std::cout << (isValid ? "valid" : "invalid") << "\t" << team.value_or("-") << "\t" << (isApples ? "apple" : "-")
-            << "\t" << path << "\n";
+  const bool isMet = isValid && code->satisfies(*requirement);
+  const std::string_view met = options.requirement ? "met" : "apple";
+  std::cout << (isValid ? "valid" : "invalid") << "\t" << team.value_or("-") << "\t" << (isMet ? met : "-") << "\t"
+            << path << "\n";
 }
 
 void run(const Options& options) {
@@ -74,7 +80,7 @@ void run(const Options& options) {
   const auto signing = makeLinuxCodeSigning(trust);
   for (const std::string& path : options.paths) {
     if (!options.assesses) {
-      judge(*signing, path);
+      judge(*signing, options, path);
       continue;
     }
     const Assessment assessment = assess(Path(path), trust);
