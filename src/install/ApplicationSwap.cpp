@@ -79,8 +79,10 @@ class Swap {
     const auto old = identityOf(backup_);
     if (attempt([&] { files_.exchange(backup_, installed_); })) return;
     // A failure is not believed: if the names were exchanged all the same, the steps would remove the old application.
-    if (old && identityOf(installed_) == old) return;
-    attempt([&] { files_.removeTree(installed_); });
+    // Both names are asked: not every file system tells its items apart.
+    if (old && identityOf(installed_) == old && identityOf(backup_) != old) return;
+    // Out of the way by a rename, which needs nothing opened. The incoming name is free unless the second move failed.
+    if (!attempt([&] { files_.move(installed_, incoming_); })) attempt([&] { files_.removeTree(installed_); });
     attempt([&] { files_.move(backup_, installed_); });
   }
 
@@ -99,8 +101,8 @@ class Swap {
   }
 
   /// The backup goes in every case, even when it could not be put back. Deliberate: no run leaves a second copy of the
-  /// application behind. What guards it is that there are two ways of putting it back, and one failing call cannot
-  /// close both.
+  /// application behind. What guards it is that there are two ways of putting it back, or where names cannot be
+  /// exchanged two of clearing the place, and one failing call cannot close both.
   void discardIncomingAndBackup() noexcept {
     attempt([&] { files_.removeTree(incoming_); });
     attempt([&] { files_.removeTree(backup_); });

@@ -43,8 +43,8 @@ namespace UpdateInstaller {
 /// Verifies everything again, waits for the parent's end, verifies once more and swaps the prepared application in. Of
 /// two that do so in one folder the second waits for the first (see InstallationTurn) and has nothing left to do if the
 /// very application that it expects is then in its place.
-/// When it throws, the previous application is in its place, except after a relaunch that failed: then it is the new
-/// one.
+/// When it throws, the previous application is in its place, except after a relaunch that failed, where the disk
+/// refused every way back, or where another helper has installed the update: then a new one may be.
 ///
 /// Throws Failure<UpdateInstallError> unsafePreparation for the preparation directory and its receipt,
 /// wrongApplicationIdentity, the errors of re-verification, unsafePreparation for a receipt that contradicts the signed

@@ -99,7 +99,9 @@ void UpdateInstaller::apply(const InspectionTools& tools, Clock& clock, const In
   const auto deadline = clock.steadyNow() + ParentProcessWait::patience;
   if (parent.waitsForParent) ParentProcessWait::wait(tools.processes, clock, parent.identifier);
   const auto turn = InstallationTurn::await(files, clock, request.installedApplication.parent(), deadline);
-  if (!turn.hasWaited || !isInPlace(tools, request.installedApplication, expected)) {
+  // Who waited, or finds the candidate used up, may have nothing left to do.
+  const bool mayBeDone = turn.hasWaited || !files.attributes(candidate);
+  if (!mayBeDone || !isInPlace(tools, request.installedApplication, expected)) {
     // The wait gave everybody time: what was verified before it counts no more.
     static_cast<void>(reverify());
     static_cast<void>(ApplicationIdentity::verify(tools, candidate, expected));

@@ -56,7 +56,9 @@ void FaultyFileSystem::apply(const std::string& operation, When when) {
 }
 
 std::optional<FileAttributes> FaultyFileSystem::attributes(const Path& path) {
-  return perform("attributes", path.string(), [&] { return real_.attributes(path); });
+  auto found = perform("attributes", path.string(), [&] { return real_.attributes(path); });
+  if (found && !tellsItemsApart_) found->identity = {};
+  return found;
 }
 
 std::unique_ptr<OpenItem> FaultyFileSystem::open(const Path& path, FinalLink link) {

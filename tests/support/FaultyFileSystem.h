@@ -27,6 +27,9 @@ class FaultyFileSystem final : public FileSystem {
   /// Every directory counts as one that this process may not write to.
   void denyWriting() { deniesWriting_ = true; }
 
+  /// From now on no item can be told from another, as on some file systems that are programs.
+  void giveEverythingOneIdentity() noexcept { tellsItemsApart_ = false; }
+
   /// The operation that a fault has hit; empty while none has.
   [[nodiscard]] const std::string& hit() const noexcept { return hit_; }
 
@@ -82,6 +85,7 @@ class FaultyFileSystem final : public FileSystem {
   std::vector<Rule> rules_;
   std::string hit_;
   bool deniesWriting_ = false;
+  bool tellsItemsApart_ = true;
 };
 
 }  // namespace brindlewick::testing

@@ -83,7 +83,7 @@ const std::vector<SwapFailure>& swapFailures() {
       {"secondMoveAndPuttingBack",
        [](auto& w) {
          w.files.fail("move", 2, errc::io_error);
-         w.files.fail("move", 3, errc::io_error);
+         w.files.fail("move", 4, errc::io_error);
        },
        replacementFailed, "none", ""},
       {"puttingBackAfterTheFirstMove",
@@ -120,6 +120,21 @@ const std::vector<SwapFailure>& swapFailures() {
        [](auto& w) {
          w.codeSigning.damage(codeInPlace);
          w.files.fail("exchange", 1, errc::not_supported);
+         w.files.fail("removeTree", 1, errc::io_error);
+       },
+       replacementFailed, "2.3.0", ".Brindlewick.incoming.UUID.app"},
+      {"damagedInPlaceWhereItemsCannotBeToldApart",
+       [](auto& w) {
+         w.codeSigning.damage(codeInPlace);
+         w.files.fail("exchange", 1, errc::not_supported);
+         w.files.giveEverythingOneIdentity();
+       },
+       replacementFailed, "2.3.0", ""},
+      {"damagedInPlaceAndInNoWayCleared",
+       [](auto& w) {
+         w.codeSigning.damage(codeInPlace);
+         w.files.fail("exchange", 1, errc::not_supported);
+         w.files.fail("move", 3, errc::io_error);
          w.files.fail("removeTree", 1, errc::io_error);
        },
        replacementFailed, "2.4.0", ""},

@@ -73,6 +73,20 @@ TEST(InstallationTurn, hasNothingLeftToDoWhereTheOtherHelperInstalledTheSameUpda
   EXPECT_TRUE(world.log.events({"copyTree", "move", "shield"}).empty());
 }
 
+TEST(InstallationTurn, hasNothingLeftToDoWhereTheOtherHelperWasDoneBeforeItLooked) {
+  InstallWorld world;
+  world.prepared();
+  world.processes.ended = [&](std::int32_t) {
+    world.disk.removeTree(world.installed);
+    world.disk.move(world.preparation / "Brindlewick.app", world.installed);
+    world.disk.removeTree(world.preparation);
+    return true;
+  };
+  world.apply();
+  EXPECT_EQ(world.installedVersion(), "2.4.0");
+  EXPECT_TRUE(world.log.events({"copyTree", "move", "shield"}).empty());
+}
+
 TEST(InstallationTurn, installsWhereTheOtherHelperInstalledSomethingElse) {
   for (const char* seal : {"valid developerID team OTHERTEAM9", "broken"}) {
     InstallWorld world;
