@@ -13,7 +13,7 @@ namespace brindlewick::posix {
 namespace {
 
 /// Whether nobody but us can change the names in a folder.
-bool isOursAlone(int folder) noexcept {
+bool isPrivate(int folder) noexcept {
   struct stat status {};
   return ::fstat(folder, &status) == 0 && status.st_uid == ::geteuid() && (status.st_mode & 077) == 0;
 }
@@ -28,7 +28,7 @@ bool unlock(int folder, const std::string& name) noexcept {
   const int code = setModeOfUnreadable(folder, name.c_str(), 0700);
   if (code == 0 || !isUnsupported(code)) return code == 0;
   // This system can set permissions only of what a name leads to. Who alone can change the name may look before.
-  return isOursAlone(folder) && isDirectory(folder, name) && ::fchmodat(folder, name.c_str(), 0700, 0) == 0;
+  return isPrivate(folder) && isDirectory(folder, name) && ::fchmodat(folder, name.c_str(), 0700, 0) == 0;
 }
 
 /// Removes as much as it can and keeps the first error, so that one stubborn item leaves little behind.
@@ -46,8 +46,11 @@ class Removal final : public TreeVisitor {
   [[nodiscard]] Descriptor open(int folder, const std::string& name) override {
     auto directory = tryOpenDirectory(folder, name.c_str());
     if (!directory && errno == EACCES && unlock(folder, name)) directory = tryOpenDirectory(folder, name.c_str());
-    if (!directory) removeDirectory(folder, name);  // which needs no opening if it is empty
-    return directory;
+    if (directory) return directory;
+    const int code = errno;
+    // An empty one needs no opening.
+    if (::unlinkat(folder, name.c_str(), AT_REMOVEDIR) != 0 && errno != ENOENT) note("open", name, code);
+    return {};
   }
 
   [[nodiscard]] std::vector<std::string> enter(int directory, const std::string& name) override {
@@ -97,10 +100,19 @@ void removeTree(const Path& path) {
   auto hidden = temporaryName(name);
   const int code = renameExclusively(folder.get(), name.c_str(), folder.get(), hidden.c_str());
   if (code == ENOENT) return;
-  Removal removal;
-  // Without a name aside, it goes where it is.
-  visitTree(folder.get(), code == 0 ? hidden : name, removal);
-  removal.finish();
+  // A single call that fails, or somebody who moves a folder while we are below it, ends a visit with things left. The
+  // next one begins without what is gone already.
+  constexpr int visits = 3;
+  for (int visit = 1;; ++visit) {
+    Removal removal;
+    try {
+      // Without a name aside, it goes where it is.
+      visitTree(folder.get(), code == 0 ? hidden : name, removal);
+      return removal.finish();
+    } catch (const PlatformError& error) {
+      if (visit == visits || error.isInterruption()) throw;
+    }
+  }
 }
 
 }  // namespace brindlewick::posix
