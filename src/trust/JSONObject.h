@@ -19,7 +19,7 @@ class JSONObject {
  public:
   /// Absent when the bytes are not one JSON object (RFC 8259) from their beginning to their end, or when one of `keys`
   /// stands in it twice, since readers differ about which one counts. Members with other keys are ignored, whatever
-  /// they hold and however often they stand there, and cost no memory. Survives any input. A byte order mark in front
+  /// they hold and however often they stand there, and are not kept. Survives any input. A byte order mark in front
   /// is ignored, as section 8.1 allows.
   [[nodiscard]] static std::optional<JSONObject> parse(ByteView bytes, std::initializer_list<std::string_view> keys);
 

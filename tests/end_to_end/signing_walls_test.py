@@ -45,7 +45,8 @@ class SigningWalls(Scenario):
 
     def test_stand_around_no_other_command(self):
         self.publish()
-        for arguments in ((), ("check-and-stage", *self.check_options()), ("sign-manifest",)):
+        for arguments in ((), ("check-and-stage", *self.check_options()), ("sign-manifest",), ("prepare-install",),
+                          ("apply-install",)):
             _, calls = self.traced(*arguments)
             self.assertEqual([call for call in calls if any(wall in call for wall in WALLS)], [])
 

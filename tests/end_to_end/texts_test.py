@@ -129,8 +129,8 @@ class Envelopes(Scenario):
     def test_are_read_as_python_reads_them(self):
         self.publish()
         good = self.published()
-        counts = {b"upToDate": 0, b"failed": 0}
-        for text in list(variants(good))[:160]:
+        counts, spoiled_count = {b"upToDate": 0, b"failed": 0}, 0
+        for text in list(variants(good))[::3]:
             self.serve(text)
             read, published = ([says(members(document), key, str) for key in ("payload", "signature")] for document in (text, good))
             run = self.check(current_version="2.4.0", current_build="118")
@@ -140,7 +140,9 @@ class Envelopes(Scenario):
             if None in read:
                 self.assert_failed(run, MALFORMED_ENVELOPE)
             counts[expected] += 1
+            spoiled_count += None not in read and read != published
         self.assertGreater(min(counts.values()), 20)
+        self.assertGreater(spoiled_count, 3)
         self.assertEqual(tree(self.home), [])
 
     def test_with_members_that_no_reader_can_hold_are_staged(self):

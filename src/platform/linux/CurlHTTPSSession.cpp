@@ -47,8 +47,8 @@ void configure(CURL* easy, const CurlSessionSettings& settings, TransferSockets&
   set(CURLOPT_OPENSOCKETDATA, &sockets);
   set(CURLOPT_CLOSESOCKETFUNCTION, &closeSocket);
   set(CURLOPT_CLOSESOCKETDATA, &sockets);
-  // A look-up that is given up is not waited for. Its thread ends with the process if not before, and touches only what
-  // it was given for good.
+  // A look-up that is given up is not waited for: its thread owns all that it touches, and ends with the process at the
+  // latest.
   set(CURLOPT_QUICK_EXIT, 1L);
   // The limits of time are ours: they run over all redirects, and do not wait for libcurl to look.
   set(CURLOPT_CONNECTTIMEOUT_MS, 0x7FFFFFFFL);

@@ -7,7 +7,7 @@ namespace brindlewick {
 
 /// The limits of time of a session.
 struct TransferTimeouts {
-  /// Without a byte of a head, a body or trailers arriving.
+  /// Without a line of a head or of trailers, or a byte of a body, arriving.
   std::chrono::milliseconds idle{std::chrono::seconds(30)};
   /// A whole task, all its redirects included.
   std::chrono::milliseconds whole{std::chrono::seconds(300)};

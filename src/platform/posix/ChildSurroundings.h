@@ -10,7 +10,7 @@ namespace brindlewick::posix {
 [[nodiscard]] const char* localeSetting() noexcept;
 
 /// Asks the system to kill this forked child when the process that forked it ends, however that ends; false if it has
-/// ended already. On macOS the system cannot be asked: there a child always goes on. Signal-safe.
+/// ended already. On macOS the system cannot be asked: there a child that has begun goes on. Signal-safe.
 [[nodiscard]] bool endTogetherWith(pid_t parent) noexcept;
 
 /// How a forked child becomes another program that has the three standard descriptors and no other, whatever this

@@ -15,29 +15,16 @@
 
 #include "platform/posix/PosixFileSystem.h"
 #include "platform/posix/PosixProcessLauncher.h"
+#include "support/OwnProcess.h"
 #include "support/SystemCallFilter.h"
 #include "support/TemporaryFolder.h"
 
 namespace brindlewick {
 namespace {
 
-constexpr unsigned nobody = 65534;
+using testing::inOwnProcess;
 
-/// What it does to a process lasts, so each test has one of its own.
-void inOwnProcess(const std::function<void()>& action) {
-  const auto process = ::fork();
-  if (process == 0) {
-    try {
-      action();
-    } catch (const std::exception& error) {
-      ADD_FAILURE() << error.what();
-    }
-    ::_exit(::testing::Test::HasFailure() ? 1 : 0);
-  }
-  int status = -1;
-  ::waitpid(process, &status, 0);
-  EXPECT_EQ(status, 0);
-}
+constexpr unsigned nobody = 65534;
 
 /// The error of a system call that is given no descriptor and nothing else that it could work with.
 int errorOf(long number) { return ::syscall(number, -1, 0, 0, 0, 0, 0) == -1 ? errno : 0; }

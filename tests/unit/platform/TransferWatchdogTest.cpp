@@ -49,6 +49,11 @@ TEST(TransferWatchdog, leavesATaskAloneThatHasTime) {
   const FloodedConnection connection(sockets);
   {
     const TransferWatchdog watchdog(sockets, clockThatStartsNow(everythingHasTime));
+    // This one begins later, so that the first has looked as well when it ends its connection.
+    TransferSockets others;
+    const FloodedConnection ended(others);
+    const TransferWatchdog later(others, clockThatStartsNow(nothingHasTimeLeft));
+    ended.readToTheEnd();
     EXPECT_EQ(watchdog.verdict(), Verdict::mayGoOn);
   }
   EXPECT_TRUE(connection.receivesMore());

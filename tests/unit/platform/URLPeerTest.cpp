@@ -120,19 +120,15 @@ std::string randomReference(std::mt19937_64& random) {
 
 TEST(URLPeer, resolvesReferencesToTheSameTexts) {
   std::mt19937_64 random(5);
-  std::size_t resolved = 0;
   for (int i = 0; i < 100'000; ++i) {
     const auto base = "https://h:8" + (random() % 4 == 0 ? "" : "/" + randomPath(random)) + randomEnd(random);
     const auto relative = randomReference(random);
     const auto peerBase = PeerURI::parse(base), peerRelative = PeerURI::parse(relative);
     const auto ours = URL::parse(base)->resolve(relative);
     ASSERT_TRUE(peerBase) << base;
-    ASSERT_EQ(ours.has_value(), peerRelative != nullptr) << relative;
-    if (!ours) continue;  // "b:/x" with a blank scheme and the like
+    ASSERT_TRUE(ours && peerRelative) << relative;
     EXPECT_EQ(ours->string(), peerBase->resolve(*peerRelative)) << base << " with " << relative;
-    ++resolved;
   }
-  EXPECT_GT(resolved, 90'000U);
 }
 
 }  // namespace
