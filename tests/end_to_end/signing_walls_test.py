@@ -36,11 +36,18 @@ class SigningWalls(Scenario):
             self.assertEqual([wall for wall in WALLS if not any(wall in call for call in calls)], [])
 
     def test_are_not_missed_where_the_system_has_none(self):
-        expected = self.sign()
+        expected, calls = self.traced("sign-manifest", *self.sign_options())
         self.assertEqual(expected.status, 0)
+        # From the walls on: what was asked before, such as by a sanitizer, is no business of ours.
+        first = {}
+        for number, call in enumerate(calls):
+            name = call.split("(")[0]
+            if any(wall in call for wall in WALLS):
+                first.setdefault(name, 1 + sum(earlier.startswith(name + "(") for earlier in calls[:number]))
+        self.assertLessEqual({"prctl", "seccomp"}, set(first))
         for code in ("EINVAL", "ENOSYS", "EPERM"):
             run, _ = self.traced("sign-manifest", *self.sign_options(),
-                                 faults=["%s:error=%s" % (call, code) for call in TRACED.split(",")])
+                                 faults=["%s:error=%s:when=%d+" % (name, code, number) for name, number in first.items()])
             self.assertEqual((run.status, run.output, run.errors), (0, expected.output, b""), code)
 
     def test_stand_around_no_other_command(self):
