@@ -1,7 +1,6 @@
 #include "install/ApplicationSwap.h"
 
 #include <gmock/gmock.h>
-#include <sys/syscall.h>
 
 #include <csignal>
 #include <filesystem>
@@ -10,8 +9,6 @@
 #include "platform/posix/PosixProcessLauncher.h"
 #include "support/Fails.h"
 #include "support/InstallWorld.h"
-#include "support/OwnProcess.h"
-#include "support/SystemCallFilter.h"
 
 namespace brindlewick {
 namespace {
@@ -236,35 +233,6 @@ TEST(ApplicationSwap, replacesAnApplicationThatCannotBeWrittenTo) {
   world.prepared().apply();
   EXPECT_EQ(world.installedVersion(), "2.4.0");
   EXPECT_EQ(world.leftovers(), "");
-}
-
-TEST(ApplicationSwap, putsTheOldApplicationBackOverAnUndeletableFileInTheNewOne) {
-  InstallWorld world;
-  world.afterExpansion = [&](const Path& folder) {
-    const auto locked = folder / "Brindlewick.app/Contents/Locked";
-    testing::writeFile(locked / "file", "");
-    world.disk.setPermissions(locked, 0500);
-  };
-  world.prepared();
-  world.codeSigning.damage(codeInPlace);
-  // As if the folder belonged to somebody else.
-  world.files.runBefore("exchange", 1, [] { testing::failSystemCall(SYS_fchmod, EPERM); });
-  testing::asOrdinaryUser(world.folder.path(), [&] { EXPECT_THAT([&] { world.apply(); }, fails(replacementFailed)); });
-  EXPECT_EQ(world.installedVersion(), "2.3.0");
-  // What could not be deleted of the new one, out of the way.
-  EXPECT_EQ(world.leftovers(), "..Brindlewick.backup.UUID.app.UUID");
-}
-
-TEST(ApplicationSwap, refusesAFolderThatAnOrdinaryUserMayNotWriteTo) {
-  InstallWorld world;
-  world.prepared();
-  std::string before;
-  world.disk.setPermissions(world.installed.parent(), 0555);
-  before = world.everything();
-  testing::asOrdinaryUser(world.folder.path(),
-                          [&] { EXPECT_THAT([&] { world.apply(); }, fails(destinationNotWritable)); });
-  EXPECT_EQ(world.everything(), before);
-  world.disk.setPermissions(world.installed.parent(), 0755);
 }
 
 /// Tools as scripted, signals as they really are.
