@@ -24,6 +24,10 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_L
   # GCC bug 105651: with optimisation it sees overlapping copies in the standard library's own operator+.
   target_compile_options(brindlewick_flags INTERFACE -Wno-restrict)
 endif()
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_FLAGS MATCHES "-fsanitize=address")
+  # GCC bug 105562: with the sanitizer it warns of the standard library's own regular expressions.
+  target_compile_options(brindlewick_flags INTERFACE -Wno-maybe-uninitialized)
+endif()
 target_include_directories(brindlewick_flags INTERFACE ${PROJECT_SOURCE_DIR}/src)
 if(NOT APPLE)
   target_link_options(brindlewick_flags INTERFACE -Wl,-z,relro,-z,now -Wl,-z,noexecstack -Wl,--as-needed)
